@@ -1,0 +1,22 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+#
+# How our own code is compiled, as the target `horad_options`.
+include_guard()
+
+add_library(horad_options INTERFACE)
+target_compile_options(horad_options INTERFACE
+  -Wall -Wextra -Wconversion -Wshadow
+  # The same floating-point results on every machine.
+  -ffp-contract=off
+  # __FILE__ (seen in libfrr's log references) without the builder's path.
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+)
+
+if(HORAD_SANITIZE)
+  target_compile_options(horad_options INTERFACE
+    -fsanitize=${HORAD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(horad_options INTERFACE -fsanitize=${HORAD_SANITIZE})
+elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(horad_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_link_options(horad_options INTERFACE -Wl,-z,relro,-z,now)
+endif()

@@ -1,0 +1,29 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+#
+# libfrr and what its headers pull in, as the target `libfrr`.
+# HORAD_FRR_PREFIX (cache variable or environment) names another build of it.
+include_guard()
+
+set(HORAD_FRR_PREFIX "$ENV{HORAD_FRR_PREFIX}" CACHE PATH "Where libfrr is installed")
+if(HORAD_FRR_PREFIX)
+  set(frr_prefix ${HORAD_FRR_PREFIX})
+else()
+  set(frr_prefix ${CMAKE_SOURCE_DIR}/build/deps/frr)
+endif()
+
+find_path(FRR_INCLUDE_DIR libfrr.h PATHS ${frr_prefix}/include/frr NO_DEFAULT_PATH)
+find_library(FRR_LIBRARY frr PATHS ${frr_prefix}/lib NO_DEFAULT_PATH)
+if(NOT FRR_INCLUDE_DIR OR NOT FRR_LIBRARY)
+  message(FATAL_ERROR "no libfrr in ${frr_prefix}: run tools/setup, or set HORAD_FRR_PREFIX")
+endif()
+
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(JSON_C REQUIRED IMPORTED_TARGET json-c)
+pkg_check_modules(LIBYANG REQUIRED IMPORTED_TARGET libyang)
+
+add_library(libfrr INTERFACE IMPORTED)
+target_include_directories(libfrr SYSTEM INTERFACE ${FRR_INCLUDE_DIR})
+target_compile_definitions(libfrr INTERFACE HAVE_CONFIG_H)
+target_link_libraries(libfrr INTERFACE ${FRR_LIBRARY} PkgConfig::JSON_C)
+# Only headers: the daemon calls nothing of libyang itself.
+target_include_directories(libfrr SYSTEM INTERFACE ${LIBYANG_INCLUDE_DIRS})

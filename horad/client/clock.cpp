@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "client/clock.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <limits>
+
+#include <sys/timex.h>
+
+#include "client/schedule.h"
+#include "client/statistics.h"
+#include "database.h"
+#include "ntp_state.h"
+
+namespace {
+
+std::time_t now() { return time(nullptr); }
+
+/// Steps the clock, the hardware clock and the record of the step.  False, with
+/// nothing but the change log touched, when the clock cannot be set.
+bool step_clock(const timeval &target, const request_bytes &request) {
+    const cli_log_record record = clock_change_record(request);
+    cli_log(&g_horad_db, &record, "change by ntp.");
+
+    const std::time_t before = now();
+    if (settimeofday(&target, nullptr) < 0) {
+        std::perror("\nsettimeofday");
+        return false;
+    }
+    const auto diff = static_cast<std::int32_t>(now() - before);
+    // A fixed text: nothing from outside reaches this shell.
+    // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
+    [[maybe_unused]] const int ignored = std::system("hwclock -w");
+    const int ret = db_olt_ntp_set_ntp_diff_time(&g_horad_db, diff, 4, 1);
+    debug_printf("\r\nsave diff time(%d) to database. ret %d\r\n", diff, ret);
+    return true;
+}
+
+/// The kernel's clock frequency, in parts per million scaled by 65536.
+std::int32_t kernel_frequency() {
+    timex query{}; // modes 0: only asks
+    if (adjtimex(&query) < 0) {
+        std::perror("adjtimex");
+        // Meant to end the whole daemon: without this call it is on no kernel
+        // that it was built for.
+        std::exit(1); // NOLINT(concurrency-mt-unsafe)
+    }
+    return static_cast<std::int32_t>(query.freq);
+}
+
+} // namespace
+
+cli_log_record clock_change_record(const request_bytes &request) {
+    constexpr std::uint16_t module = 62;
+    constexpr std::uint32_t action = 2;
+    cli_log_record record{};
+    std::memcpy(&record.bytes[0], &module, sizeof module);
+    std::memcpy(&record.bytes[28], &action, sizeof action);
+    std::copy(request.begin() + 32, request.end(), &record.bytes[32]);
+    return record;
+}
+
+timeval target_time(const ntp_reply &reply) {
+    return {unix_seconds_from_ntp(reply.transmit.seconds),
+            static_cast<suseconds_t>(microseconds_from_fraction(reply.transmit.fraction))};
+}
+
+reply_result judge_delay(double slop_microseconds) {
+    using limits = std::numeric_limits<std::int32_t>;
+    const auto r = static_cast<std::int32_t>(
+        std::clamp(slop_microseconds, double{limits::min()}, double{limits::max()}));
+    if (r >= 0)
+        return {true, 0};
+    return {false, r == -2 ? wait_soon : wait_after_trouble};
+}
+
+reply_result rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
+                          ntp_timestamp arrival, const request_bytes &request) {
+    debug_printf("\r\n %s: enter rfc1305print().%d\n\r", __func__, 388);
+    const ntp_reply reply = parse_reply(datagram);
+    if (!has_usable_transmit_time(reply))
+        return {false, wait_soon};
+
+    const timeval target = target_time(reply);
+    if (!step_clock(target, request))
+        return {false, wait_after_trouble};
+
+    if (debug)
+        print_exchange(stdout, target, reply, arrival);
+    const exchange_intervals intervals = measure_exchange(reply, arrival);
+    const std::int32_t frequency = kernel_frequency();
+    if (debug)
+        print_intervals(stdout, intervals, frequency);
+    print_statistics_line(stdout, reply, arrival, intervals, frequency);
+    return judge_delay(intervals.slop);
+}

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "client/exchange.h"
+
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+#include <netdb.h>
+#include <sys/socket.h>
+
+#include "ntp_state.h"
+
+namespace {
+
+char (&server_field(ntp_server server))[server_name_size] {
+    return server == ntp_server::primary ? g_ntp_var.g_pri_ntp_server : g_ntp_var.g_sec_ntp_server;
+}
+
+/// First IPv4 address of a host name or dotted address; nothing, with the
+/// reason on standard error, when there is none.  The look-up is not
+/// re-entrant: only the client thread makes any.
+std::optional<in_addr> resolve(const char *name) {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe)
+    const hostent *host = gethostbyname(name);
+    if (host == nullptr) {
+        herror(name);
+        return std::nullopt;
+    }
+    in_addr address{};
+    if (host->h_length != static_cast<int>(sizeof address)) {
+        std::fprintf(stderr, "oops %d\n", host->h_length);
+        return std::nullopt;
+    }
+    std::memcpy(&address, host->h_addr_list[0], sizeof address);
+    return address;
+}
+
+void report_failed_lookup() { std::puts("ntp get host by name failed"); }
+
+} // namespace
+
+bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    request = make_request(now);
+
+    sockaddr_in destination{};
+    destination.sin_family = AF_INET;
+    const auto address = [&] {
+        const ntp_guard lock;
+        return resolve(server_field(server));
+    }();
+    if (!address) {
+        report_failed_lookup();
+        return false;
+    }
+    destination.sin_addr = *address;
+    destination.sin_port = htons(ntp_port);
+    {
+        const ntp_guard lock;
+        debug_printf("\r\n %s: sendto %s. %d\n\r", __func__, server_field(server), 305);
+    }
+
+    if (sendto(socket, request.data(), request.size(), MSG_DONTWAIT,
+               reinterpret_cast<const sockaddr *>(&destination), sizeof destination) < 0) {
+        std::perror("send NTP packet");
+        return false;
+    }
+    return true;
+}
+
+bool check_source(const sockaddr_in &sender, ntp_server server) {
+    // A copy taken without the lock: a datagram must not wait for the mutex.
+    const server_snapshot name(server_field(server));
+    const auto address = resolve(name.text);
+    if (!address) {
+        report_failed_lookup();
+        return false;
+    }
+    return sender.sin_addr.s_addr == address->s_addr;
+}

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// The exchange with a server on the network.  Client thread only.
+#pragma once
+
+#include <cstddef>
+
+#include <netinet/in.h>
+
+#include "client/packet.h"
+#include "client/schedule.h"
+
+/// Port of every NTP server, and the one we send from.
+inline constexpr in_port_t ntp_port = 123;
+
+/// Builds a request, looks the server's name up and sends the request to its
+/// first IPv4 address.
+///
+/// socket   an IPv4 UDP socket
+/// request  receives the request's bytes, also when it could not be sent
+///
+/// Returns whether it was sent; otherwise standard error says why.  Holds
+/// ntp_mutex during the look-up, which may take as long as the resolver likes.
+bool ntp_send_packet(int socket, ntp_server server, request_bytes &request);
+
+/// Whether a datagram's sender is the server: its address is compared with the
+/// first IPv4 address of the server's name as it stands and resolves now.  The
+/// sender's port is not compared.  Does not take ntp_mutex.
+bool check_source(const sockaddr_in &sender, ntp_server server);

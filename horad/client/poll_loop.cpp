@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "client/poll_loop.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <span>
+
+#include <netinet/in.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "client/clock.h"
+#include "client/control.h"
+#include "client/exchange.h"
+#include "client/schedule.h"
+#include "ntp_state.h"
+
+namespace {
+
+constexpr char loop_name[] = "primary_loop";
+
+/// What the loop keeps between its passes.
+struct client {
+    int socket;
+    int signals; ///< the signal pipe's reading end
+    poll_schedule schedule;
+    request_bytes request{}; ///< the last one sent; its bytes go into the change log
+};
+
+/// Read without the lock: the loop never waits for an operator's command.
+bool has_secondary() { return server_snapshot(g_ntp_var.g_sec_ntp_server).is_set(); }
+
+void send_request(client &self) {
+    if (debug)
+        std::fputs("Sending ...\n", stderr);
+    poll_schedule &schedule = self.schedule;
+    const ntp_server asked = schedule.ntp_cur_server;
+    if (!ntp_send_packet(self.socket, asked, self.request)) {
+        if (schedule.on_request_failed(has_secondary()))
+            debug_printf("\r\n %s: sent to %s_server fail, change ntp server to %s_server.\n\r",
+                         loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server));
+    } else if (schedule.on_request_sent(has_secondary())) {
+        debug_printf("\r\n %s: no response from %s_server, change ntp server to %s_server. %d\n\r",
+                     loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server), 730);
+    }
+}
+
+/// A wait that ran out (ret 0), or a select() that failed with `error`.
+void handle_nothing_readable(client &self, int ret, int error) {
+    debug_printf("\r\n %s: enter if(ret(%d) <=0).%d\n\r", loop_name, ret, 651);
+    if (ret < 0) {
+        if (error == EINTR) {
+            debug_printf("\r\n %s: ntp select errno==EINTR.%d\n\r", loop_name, 658);
+            self.schedule.on_interrupted();
+            return;
+        }
+        errno = error;
+        std::perror("select");
+    }
+    switch (self.schedule.on_idle()) {
+    case idle_action::stay_stopped:
+        debug_printf("\r\n %s: ret(%d) <=0, ntp_is_stop.%d\n\r", loop_name, ret, 676);
+        return;
+    case idle_action::keep_waiting:
+        break;
+    case idle_action::send_request:
+        send_request(self);
+        break;
+    }
+    debug_printf("\r\n %s: continue(ret(%d) <= 0).%d\n\r", loop_name, ret, 742);
+}
+
+void handle_signal(client &self) {
+    debug_printf("\r\n %s: ISSET ntp_signal_pipe[0].%d\n\r", loop_name, 749);
+    std::int32_t code = 0;
+    if (read(self.signals, &code, sizeof code) < 0)
+        code = 0;
+    switch (code) {
+    case NTP_SIG_RESTART:
+        self.schedule.on_restart();
+        debug_printf("\r\n %s: NTP_SIG_RESTART.%d\n\r", loop_name, 763);
+        break;
+    case NTP_SIG_STOP:
+        self.schedule.on_stop();
+        debug_printf("\r\n %s: NTP_SIG_STOP.%d\n\r", loop_name, 776);
+        break;
+    default:
+        std::puts("ntp read signal pipe failed\r");
+        debug_printf("\r\n %s: ntp read signal pipe failed.%d\n\r", loop_name, 784);
+        break;
+    }
+    debug_printf("\r\n %s: continue(FD_ISSET(ntp_signal_pipe)).%d\n\r", loop_name, 789);
+}
+
+void handle_datagram(client &self) {
+    poll_schedule &schedule = self.schedule;
+    if (schedule.ntp_is_stop) {
+        // Left unread: select() comes back at once until the next restart.
+        schedule.on_datagram_while_stopped();
+        debug_printf("\r\n %s: ntp_is_stop, continue.%d\n\r", loop_name, 799);
+        return;
+    }
+
+    static std::array<std::uint8_t, receive_buffer_size> buffer;
+    sockaddr_in sender{};
+    socklen_t sender_size = sizeof sender;
+    const ssize_t length = recvfrom(self.socket, buffer.data(), buffer.size(), 0,
+                                    reinterpret_cast<sockaddr *>(&sender), &sender_size);
+    if (length < 0) {
+        std::perror("recvfrom");
+        return;
+    }
+    if (!is_reply_length(static_cast<std::size_t>(length))) {
+        std::printf("Ooops.  pack_len=%d\n", static_cast<int>(length));
+        std::fflush(stdout);
+        schedule.on_bad_length();
+        return;
+    }
+    if (!check_source(sender, schedule.ntp_cur_server)) {
+        debug_printf("\r\n %s: check_source() error, continue.%d\n\r", loop_name, 820);
+        return;
+    }
+    timeval arrival{};
+    gettimeofday(&arrival, nullptr);
+    const auto reply = std::span(buffer).first<ntp_packet_size>();
+    const reply_result result = rfc1305print(reply, ntp_timestamp_from(arrival), self.request);
+    if (result.usable)
+        schedule.on_clock_set();
+    else if (schedule.on_unusable_reply(result.retry_wait, has_secondary()))
+        debug_printf("\r\n %s: pares ntp message fail, change ntp server and retry. %d\n\r",
+                     loop_name, 842);
+}
+
+} // namespace
+
+void primary_loop(int socket) {
+    client self{.socket = socket, .signals = ntp_signal_pipe[0], .schedule = {}};
+    debug_printf("\r\n primary_loop: enter primary_loop().\n\r");
+    if (debug)
+        std::puts("Listening...");
+
+    for (;;) {
+        debug_printf("\r\n %s: enter for (;;).%d\n\r", loop_name, 642);
+        fd_set readable;
+        FD_ZERO(&readable);
+        // A descriptor that could not be had at start-up is simply not watched.
+        for (const int fd : {self.signals, self.socket})
+            if (fd >= 0)
+                FD_SET(fd, &readable);
+        const int highest = std::max(self.signals, self.socket);
+        const int ret = select(highest + 1, &readable, nullptr, nullptr, &self.schedule.wait);
+        const int error = errno;
+        if (ret <= 0)
+            handle_nothing_readable(self, ret, error);
+        else if (self.signals >= 0 && FD_ISSET(self.signals, &readable))
+            handle_signal(self);
+        else
+            handle_datagram(self);
+    }
+}

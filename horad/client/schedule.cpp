@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "client/schedule.h"
+
+const char *server_tag(ntp_server server) { return server == ntp_server::primary ? "pri" : "sec"; }
+
+void poll_schedule::begin_again(int wait_seconds) {
+    ntp_cur_server = ntp_server::primary;
+    unanswered_requests = 0;
+    first_request = true;
+    set_wait(wait_seconds);
+}
+
+void poll_schedule::on_restart() {
+    begin_again(wait_none);
+    ntp_is_stop = false;
+}
+
+void poll_schedule::on_stop() {
+    begin_again(wait_week);
+    ntp_is_stop = true;
+}
+
+void poll_schedule::on_interrupted() {
+    if (wait.tv_sec == 0)
+        set_wait(wait_answer);
+}
+
+idle_action poll_schedule::on_idle() {
+    if (ntp_is_stop) {
+        set_wait(wait_week);
+        return idle_action::stay_stopped;
+    }
+    // A wait that ran out reads 0.  Anything else means that select() failed
+    // with time left; only a full wait for an answer is then cut short.
+    if (wait.tv_sec != 0 && wait.tv_sec != wait_answer)
+        return idle_action::keep_waiting;
+    return idle_action::send_request;
+}
+
+void poll_schedule::on_datagram_while_stopped() { set_wait(wait_week); }
+
+bool poll_schedule::on_request_failed(bool has_secondary) {
+    set_wait(wait_answer);
+    if (has_secondary)
+        switch_server();
+    return has_secondary;
+}
+
+bool poll_schedule::on_request_sent(bool has_secondary) {
+    set_wait(first_request ? wait_first_answer : wait_answer);
+    ++unanswered_requests;
+    if (unanswered_requests < requests_per_server || !has_secondary) {
+        first_request = false;
+        return false;
+    }
+    // The other server is asked at once: an answer to this third request is
+    // not waited for.
+    unanswered_requests = 0;
+    first_request = true;
+    set_wait(wait_none);
+    switch_server();
+    return true;
+}
+
+void poll_schedule::on_bad_length() { set_wait(wait_after_trouble); }
+
+void poll_schedule::on_clock_set() { set_wait(wait_week); }
+
+bool poll_schedule::on_unusable_reply(int retry_wait, bool has_secondary) {
+    set_wait(retry_wait);
+    if (has_secondary)
+        switch_server();
+    return has_secondary;
+}

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// Entering and leaving the node, the servers, NTP on and off, the debug switch.
+// A refusal prints its reason and counts as success, as operators' scripts and
+// saved configurations expect.
+#include "ntp_cli/ntp_cli.h"
+
+#include <cstring>
+
+#include "cli_helper/cli_helper.h"
+#include "client/control.h"
+#include "ntp_cli/make_command.h"
+#include "ntp_cli/node.h"
+#include "ntp_state.h"
+
+namespace {
+
+bool is_text(const char *text, const char *wanted) { return std::strcmp(text, wanted) == 0; }
+
+/// A name that fills its field would lose its last character there: refused
+/// like a longer one, although the message speaks of 128.
+bool is_too_long(const char *name) { return std::strlen(name) >= server_name_size; }
+
+int ntp_config_interface_fun(const cmd_element *, vty *vty, int, cmd_token *[]) {
+    ntp_node_enter(vty);
+    return CMD_SUCCESS;
+}
+
+int ntp_config_interface_exit_fun(const cmd_element *, vty *vty, int, cmd_token *[]) {
+    ntp_node_leave(vty);
+    return CMD_SUCCESS;
+}
+
+int ntp_debug_fun(const cmd_element *, vty *, int, cmd_token *argv[]) {
+    g_ntp_var.g_ntp_debug = is_text(argv[2]->text, "on") ? 1 : 0;
+    return CMD_SUCCESS;
+}
+
+/// Everything is checked before anything is stored: a bad secondary leaves the
+/// primary as it was.
+int ntp_server_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) {
+    const char *primary = cmd_parase_parameters(&argc, &argv, "server", 0);
+    const char *secondary = argc > 1 ? argv[1]->arg : nullptr;
+
+    if (!server_is_set(primary)) {
+        vty_out(vty, "Master ip address can't manually config 0.0.0.0 !!!.\r\n");
+        return CMD_SUCCESS;
+    }
+    if (is_too_long(primary)) {
+        vty_out(vty, "Master Hostname or IP address too long. Maximum is 128.\r\n");
+        return CMD_SUCCESS;
+    }
+    if (secondary != nullptr && !server_is_set(secondary)) {
+        vty_out(vty, "Slave ip address can't manually config 0.0.0.0 !!!.\r\n");
+        return CMD_SUCCESS;
+    }
+    if (secondary != nullptr && is_too_long(secondary)) {
+        vty_out(vty, "Slave Hostname or IP address too long. Maximum is 128.\r\n");
+        return CMD_SUCCESS;
+    }
+
+    const ntp_guard lock;
+    store_server(g_ntp_var.g_pri_ntp_server, primary);
+    if (secondary != nullptr)
+        store_server(g_ntp_var.g_sec_ntp_server, secondary);
+    return CMD_SUCCESS;
+}
+
+int ntp_server2_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) {
+    const bool remove = is_text(argv[0]->text, "no");
+    const char *host = cmd_parase_parameters(&argc, &argv, "server2", 0);
+
+    if (remove) {
+        const ntp_guard lock;
+        store_server(g_ntp_var.g_sec_ntp_server, "");
+        return CMD_SUCCESS;
+    }
+    if (host == nullptr) {
+        vty_out(vty, "%% Command incomplete.\n");
+        return CMD_SUCCESS;
+    }
+    // An empty primary only: one that was never set ("0.0.0.0") is let through.
+    if (g_ntp_var.g_pri_ntp_server[0] == '\0') {
+        vty_out(vty, "Master ip address have not set.\r\n");
+        return CMD_SUCCESS;
+    }
+    if (!server_is_set(host)) {
+        vty_out(vty, "Slave ip address can't manually config 0.0.0.0 !!!.\r\n");
+        return CMD_SUCCESS;
+    }
+    if (is_too_long(host)) {
+        vty_out(vty, "slave Hostname or IP address too long. Maximum is 128.\r\n");
+        return CMD_SUCCESS;
+    }
+
+    const ntp_guard lock;
+    store_server(g_ntp_var.g_sec_ntp_server, host);
+    return CMD_SUCCESS;
+}
+
+int ntp_cfg_fun(const cmd_element *, vty *vty, int, cmd_token *argv[]) {
+    if (!is_text(argv[1]->text, "enable")) {
+        ntp_server_disable();
+        return CMD_SUCCESS;
+    }
+    if (!server_is_set(g_ntp_var.g_pri_ntp_server)) {
+        vty_out(vty, "ntp server ip not set!\r\n");
+        return CMD_SUCCESS;
+    }
+    ntp_server_config(g_ntp_var.g_pri_ntp_server, g_ntp_var.g_sec_ntp_server);
+    return CMD_SUCCESS;
+}
+
+} // namespace
+
+constinit const cmd_element ntp_config_interface_cmd =
+    make_command("ntp_config_interface_cmd", "ntp [terminal]",
+                 "NTP Configuration interface\n"
+                 "Configuration terminal\n",
+                 ntp_config_interface_fun);
+
+constinit const cmd_element ntp_debug_cmd = make_command("ntp_debug_cmd", "debug ntp <on|off>",
+                                                         "Debugging functions\n"
+                                                         "Debug ntp\n"
+                                                         "Enable debug ntp\n"
+                                                         "Disable debug ntp\n",
+                                                         ntp_debug_fun);
+
+constinit const cmd_element ntp_config_interface_exit_cmd =
+    make_command("ntp_config_interface_exit_cmd", "exit",
+                 "Exit current mode and down to previous mode\n", ntp_config_interface_exit_fun);
+
+constinit const cmd_element ntp_server_cmd =
+    make_command("ntp_server_cmd", "ntp server HOST [HOST]",
+                 "Configure NTP\n"
+                 "Configure NTP server\n"
+                 "Hostname or IP address of peer\n"
+                 "Hostname or IP address of slave\n",
+                 ntp_server_fun);
+
+constinit const cmd_element ntp_server2_cmd =
+    make_command("ntp_server2_cmd", "[no] second ntp server2 [HOST]",
+                 "Negate a command or set its defaults\n"
+                 "Second NTP config\n"
+                 "Configure NTP\n"
+                 "Configure slave NTP server\n"
+                 "Hostname or IP address of slave\n",
+                 ntp_server2_fun, CMD_ATTR_HIDDEN);
+
+constinit const cmd_element ntp_cfg_cmd = make_command("ntp_cfg_cmd", "ntp <disable|enable>",
+                                                       "Configure NTP\n"
+                                                       "Disable NTP protocol\n"
+                                                       "Enable NTP protocol\n",
+                                                       ntp_cfg_fun);

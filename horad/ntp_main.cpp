@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// The daemon's frame: its description for libfrr, its signals, its start-up.
+#include <cstdio>
+#include <cstdlib>
+#include <type_traits>
+
+#include <pthread.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <zebra.h>
+
+#include "getopt.h"
+#include "libfrr.h"
+#include "log.h"
+#include "privs.h"
+#include "sigevent.h"
+#include "thread.h"
+
+#include "client/control.h"
+#include "database.h"
+#include "frr_module.h"
+#include "ntp_cli/ntp_cli.h"
+#include "ntp_state.h"
+
+namespace {
+
+thread_master *master;
+
+void sighup() { zlog_info("SIGHUP received"); }
+
+void sigusr1() { zlog_rotate(); }
+
+/// Ends the daemon at once, whatever the client thread is doing: a committed
+/// step is on disk already, and there is nothing else to lose.
+void sigint() {
+    zlog_notice("Terminating on signal");
+    std::exit(0); // NOLINT(concurrency-mt-unsafe)
+}
+
+// The library's signal record has another name in each of its releases.
+using frr_signal = std::remove_pointer_t<decltype(frr_daemon_info::signals)>;
+
+frr_signal make_signal(int number, void (*handler)()) {
+    frr_signal record{};
+    record.signal = number;
+    record.handler = handler;
+    return record;
+}
+
+frr_signal horad_signals[] = {
+    make_signal(SIGHUP, sighup),
+    make_signal(SIGUSR1, sigusr1),
+    make_signal(SIGINT, sigint),
+    make_signal(SIGTERM, sigint),
+};
+
+zebra_capabilities_t horad_capabilities[] = {ZCAP_NET_RAW, ZCAP_BIND, ZCAP_SYS_ADMIN};
+
+/// No user or group: the daemon stays who it was started as.
+zebra_privs_t make_privileges() {
+    zebra_privs_t record{};
+    record.caps_p = horad_capabilities;
+    record.cap_num_p = std::size(horad_capabilities);
+    return record;
+}
+
+zebra_privs_t horad_privs = make_privileges();
+
+frr_daemon_info make_daemon_description() {
+    frr_daemon_info record{};
+    record.name = "horad";
+    record.logname = "HORAD";
+    record.module = horad_module;
+    record.vty_port = 2705;
+    record.proghelp = "Implementation of the NTP protocol.";
+    record.signals = horad_signals;
+    record.n_signals = std::size(horad_signals);
+    record.privs = &horad_privs;
+    return record;
+}
+
+frr_daemon_info horad_description = make_daemon_description();
+
+/// The daemon has no options of its own, but the library's are only read by
+/// asking for them.
+void read_options(int argc, char **argv) {
+    static const option no_options[] = {{}};
+    frr_opt_add("", no_options, "");
+    for (int opt = 0; opt != EOF; opt = frr_getopt(argc, argv, nullptr))
+        if (opt != 0)
+            frr_help_exit(1);
+}
+
+void ntp_init() {
+    store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
+    store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
+    socketpair(AF_UNIX, SOCK_STREAM, 0, ntp_signal_pipe);
+    pthread_mutex_init(&ntp_mutex, nullptr);
+    ntp_cli_init();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    // Messages reach a log file or a pipe line by line, as they happen.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+
+    frr_preinit(&horad_description, argc, argv);
+    read_options(argc, argv);
+    master = frr_init();
+    ntp_init();
+    ntp_database_init(&g_horad_db);
+    // From here on as root, before the configuration is read.  Started as
+    // somebody else, the daemon goes on with what that user may do.
+    [[maybe_unused]] const int ignored = seteuid(0);
+    frr_config_fork();
+    frr_run(master);
+    return 0;
+}

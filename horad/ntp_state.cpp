@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "ntp_state.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+constinit ntp_var g_ntp_var;
+pthread_mutex_t ntp_mutex;
+constinit std::int32_t ntp_status = 0;
+constinit std::int32_t ntp_thread_state = 0;
+constinit std::int32_t debug = 0;
+
+int ntp_lock(void) { return pthread_mutex_lock(&ntp_mutex); }
+int ntp_unlock(void) { return pthread_mutex_unlock(&ntp_mutex); }
+
+int32_t get_is_using_dst(void) { return g_ntp_var.is_using_dst; }
+void set_is_using_dst(int32_t value) { g_ntp_var.is_using_dst = value; }
+void set_g_ntp_en(int32_t value) { g_ntp_var.g_ntp_en = value; }
+
+// Bytes go in and out one by one as relaxed atomics, because the source check
+// and the failover tests read a field while a command may be writing it.
+void store_server(char (&field)[server_name_size], const char *name) {
+    char padded[server_name_size] = {};
+    std::memcpy(padded, name, strnlen(name, server_name_size - 1));
+    for (std::size_t i = 0; i < server_name_size; ++i)
+        std::atomic_ref(field[i]).store(padded[i], std::memory_order_relaxed);
+}
+
+server_snapshot::server_snapshot(char (&field)[server_name_size]) {
+    for (std::size_t i = 0; i < server_name_size; ++i)
+        text[i] = std::atomic_ref(field[i]).load(std::memory_order_relaxed);
+}
+
+bool server_snapshot::is_set() const { return server_is_set(text); }
+
+bool server_is_set(const char *text) { return std::strcmp(text, server_not_set) != 0; }
+
+void debug_printf(const char *format, ...) {
+    if (!g_ntp_var.g_ntp_debug)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    std::vprintf(format, arguments);
+    va_end(arguments);
+}
