@@ -9,7 +9,6 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-#pragma GCC visibility push(default)
 
 struct cmd_token; /* libfrr's parsed command word */
 struct config_db;
@@ -59,7 +58,6 @@ struct cli_log_record {
  */
 int cli_log(struct config_db *db, const struct cli_log_record *record, const char *text);
 
-#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

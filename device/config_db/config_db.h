@@ -12,7 +12,6 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-#pragma GCC visibility push(default)
 
 /* The database handle.  Callers own its storage, pass its address and never
  * look inside; all-zero is a handle that was never initialised. */
@@ -43,7 +42,6 @@ int database_disconnect(struct config_db *db);
  */
 int db_olt_ntp_set_ntp_diff_time(struct config_db *db, int diff, int area, int id);
 
-#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

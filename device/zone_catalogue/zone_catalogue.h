@@ -9,7 +9,6 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
-#pragma GCC visibility push(default)
 
 /* One zone on offer.  The record and its texts never change and live as long as
  * the process. */
@@ -35,7 +34,6 @@ struct zone_catalogue_entry {
 const struct zone_catalogue_entry *
 get_zone_info_by_continent_city(const char *key, const void *unused1, const void *unused2);
 
-#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,39 @@
+/* SPDX-License-Identifier: GPL-2.0-or-later */
+/*
+ * The change log, as the configuration database offers it to the device's other
+ * libraries.  It lives here because one library alone should know the file, its
+ * tables and SQLite; not for the daemon's use.
+ */
+#ifndef HORAD_DEVICE_CHANGE_LOG_H
+#define HORAD_DEVICE_CHANGE_LOG_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct config_db;
+
+/* One change. */
+struct config_db_change {
+    uint16_t kind;      /* what was changed, as the device numbers it */
+    uint32_t value;     /* how it was changed, as the device numbers it */
+    const void *record; /* the caller's whole record, kept as raw bytes */
+    int record_size;    /* its size in bytes */
+    const char *text;   /* for the reader of the log */
+};
+
+/*
+ * Appends one change, with the present time, to the log; rows already there can
+ * be neither altered nor deleted.
+ *
+ * Returns 0 once the row is on disk, else -1 with one line on standard error.
+ */
+int config_db_log_change(struct config_db *db, const struct config_db_change *change);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

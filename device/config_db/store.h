@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// The SQLite file below the configuration database.
+//
+// Each operation opens a connection of its own and closes it again.  A step a
+// week is too little to hold one: nothing need survive a fork, no lock is shared
+// between threads, no page cache stays resident, and a file that was removed,
+// replaced or repaired in the meantime is simply used.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <sqlite3.h>
+
+struct blob {
+    const void *bytes;
+    int size;
+};
+
+struct close_connection {
+    void operator()(sqlite3 *db) const noexcept { sqlite3_close(db); }
+};
+struct finalize_statement {
+    void operator()(sqlite3_stmt *row) const noexcept { sqlite3_finalize(row); }
+};
+using connection = std::unique_ptr<sqlite3, close_connection>;
+using statement = std::unique_ptr<sqlite3_stmt, finalize_statement>;
+
+// Writes the one line on standard error that goes with a failure.  Returns -1.
+int report_failure(const char *path, const char *reason) noexcept;
+
+// The same for the last failure of `db`.
+int report_failure(const char *path, sqlite3 *db) noexcept;
+
+// Opens the database at `path`, creating folder, file and tables if missing.
+// Returns null, reported, when it cannot be used.
+connection open_store(const char *path) noexcept;
+
+inline bool bind_value(sqlite3_stmt *row, int place, std::int64_t value) noexcept {
+    return sqlite3_bind_int64(row, place, value) == SQLITE_OK;
+}
+inline bool bind_value(sqlite3_stmt *row, int place, const char *text) noexcept {
+    return sqlite3_bind_text(row, place, text, -1, SQLITE_STATIC) == SQLITE_OK;
+}
+inline bool bind_value(sqlite3_stmt *row, int place, blob value) noexcept {
+    return sqlite3_bind_blob(row, place, value.bytes, value.size, SQLITE_STATIC) == SQLITE_OK;
+}
+
+// Stores one row: `insert` is the statement, `values` its parameters in order.
+// Returns 0 once it is committed, else -1, reported, and nothing is stored.
+template <typename... Values>
+int append_row(const char *path, const char *insert, Values... values) noexcept {
+    const connection db = open_store(path);
+    if (!db)
+        return -1;
+
+    sqlite3_stmt *prepared = nullptr;
+    sqlite3_prepare_v2(db.get(), insert, -1, &prepared, nullptr);
+    const statement row(prepared);
+    int place = 0;
+    if (!row || !(bind_value(row.get(), ++place, values) && ...) ||
+        sqlite3_step(row.get()) != SQLITE_DONE)
+        return report_failure(path, db.get());
+    return 0;
+}

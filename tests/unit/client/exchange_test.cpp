@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// Only what needs no network: dotted addresses, and a name that can never be
+// an IPv4 host.
+#include "client/exchange.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include "ntp_state.h"
+
+namespace {
+
+constexpr char no_host[] = "::1";
+
+sockaddr_in sender_at(const char *address, in_port_t port) {
+    sockaddr_in sender{};
+    sender.sin_family = AF_INET;
+    sender.sin_port = htons(port);
+    inet_pton(AF_INET, address, &sender.sin_addr);
+    return sender;
+}
+
+class Exchange : public testing::Test {
+  protected:
+    Exchange() {
+        store_server(g_ntp_var.g_pri_ntp_server, "127.0.0.2");
+        store_server(g_ntp_var.g_sec_ntp_server, "127.0.0.3");
+    }
+    ~Exchange() override {
+        store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
+        store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
+    }
+};
+
+TEST_F(Exchange, TheSourceIsTheServerAskedFromAnyPort) {
+    EXPECT_TRUE(check_source(sender_at("127.0.0.2", 123), ntp_server::primary));
+    EXPECT_TRUE(check_source(sender_at("127.0.0.2", 40000), ntp_server::primary));
+    EXPECT_FALSE(check_source(sender_at("127.0.0.3", 123), ntp_server::primary));
+    EXPECT_TRUE(check_source(sender_at("127.0.0.3", 123), ntp_server::secondary));
+}
+
+TEST_F(Exchange, TheSourceFollowsTheConfiguredName) {
+    store_server(g_ntp_var.g_pri_ntp_server, "127.0.0.4");
+    EXPECT_FALSE(check_source(sender_at("127.0.0.2", 123), ntp_server::primary));
+    EXPECT_TRUE(check_source(sender_at("127.0.0.4", 123), ntp_server::primary));
+}
+
+TEST_F(Exchange, TheSourceOfANameWithoutAddressIsNobody) {
+    store_server(g_ntp_var.g_pri_ntp_server, no_host);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(check_source(sender_at("127.0.0.2", 123), ntp_server::primary));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ntp get host by name failed\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("::1: ", 0), 0U);
+}
+
+TEST_F(Exchange, TheSourceCheckDoesNotWaitForTheLock) {
+    const ntp_guard lock;
+    EXPECT_TRUE(check_source(sender_at("127.0.0.2", 123), ntp_server::primary));
+}
+
+TEST_F(Exchange, ANameWithoutAddressIsNotSentTo) {
+    store_server(g_ntp_var.g_sec_ntp_server, no_host);
+    request_bytes request{};
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(ntp_send_packet(-1, ntp_server::secondary, request));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "ntp get host by name failed\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr().rfind("::1: ", 0), 0U);
+    EXPECT_EQ(request[0], 0x1B); // built all the same
+    EXPECT_EQ(pthread_mutex_trylock(&ntp_mutex), 0) << "the lock was kept";
+    ntp_unlock();
+}
+
+TEST_F(Exchange, AFailedSendSaysWhy) {
+    request_bytes request{};
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(ntp_send_packet(-1, ntp_server::primary, request));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "send NTP packet: Bad file descriptor\n");
+}
+
+TEST_F(Exchange, TheTraceNamesTheServer) {
+    request_bytes request{};
+    g_ntp_var.g_ntp_debug = 1;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    ntp_send_packet(-1, ntp_server::primary, request);
+    ntp_send_packet(-1, ntp_server::secondary, request);
+    g_ntp_var.g_ntp_debug = 0;
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\r\n ntp_send_packet: sendto 127.0.0.2. 305\n\r"
+              "\r\n ntp_send_packet: sendto 127.0.0.3. 305\n\r");
+}
+
+} // namespace

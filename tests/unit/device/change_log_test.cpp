@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+
+#include "cli_helper/cli_helper.h"
+#include "database_fixture.h"
+
+namespace {
+
+class change_log_test : public database_fixture {
+  protected:
+    change_log_test() {
+        const std::uint16_t kind = 62;
+        const std::uint32_t value = 4000000002;
+        std::memcpy(record.bytes, &kind, sizeof kind);
+        std::memcpy(record.bytes + 28, &value, sizeof value);
+        record.bytes[47] = 0xab;
+    }
+    cli_log_record record{};
+};
+
+TEST_F(change_log_test, keeps_time_fields_record_and_text) {
+    ASSERT_EQ(database_init(&db), 0);
+    const std::time_t before = std::time(nullptr);
+    EXPECT_EQ(cli_log(&db, &record, "change by ntp."), 0);
+    EXPECT_EQ(cli_log(&db, &record, "'); DROP TABLE change_log; --"), 0);
+    const peer reader(file);
+    EXPECT_EQ(
+        reader.run("SELECT kind, value, length(record), hex(substr(record, 48)), text "
+                   "FROM change_log ORDER BY seq"),
+        (std::vector<row>{{"62", "4000000002", "48", "AB", "change by ntp."},
+                          {"62", "4000000002", "48", "AB", "'); DROP TABLE change_log; --"}}));
+    for (const row &one : reader.run("SELECT time, utc = datetime(time, 'unixepoch') "
+                                     "FROM change_log")) {
+        EXPECT_GE(std::stoll(one[0]), before);
+        EXPECT_LE(std::stoll(one[0]), std::time(nullptr));
+        EXPECT_EQ(one[1], "1");
+    }
+}
+
+TEST_F(change_log_test, rows_can_be_neither_altered_nor_deleted) {
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(cli_log(&db, &record, "change by ntp."), 0);
+    const peer writer(file);
+    const std::vector<row> refused{{"change_log is append-only"}};
+    EXPECT_EQ(writer.run("DELETE FROM change_log"), refused);
+    EXPECT_EQ(writer.run("UPDATE change_log SET text = 'x'"), refused);
+    EXPECT_EQ(writer.run("SELECT text FROM change_log"), (std::vector<row>{{"change by ntp."}}));
+}
+
+TEST_F(change_log_test, failures_are_told_like_the_database_s_own) {
+    expect_failure([this] { return cli_log(&db, &record, "x"); }, "(none)", "not initialised");
+    expect_failure([this] { return cli_log(nullptr, &record, "x"); }, "(none)", "not initialised");
+    ASSERT_EQ(database_init(&db), 0);
+    expect_failure([this] { return cli_log(&db, &record, nullptr); }, file, "NOT NULL");
+    const peer writer(file);
+    writer.run("BEGIN IMMEDIATE");
+    expect_failure([this] { return cli_log(&db, &record, "x"); }, file, "locked");
+}
+
+} // namespace

@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "config_db/config_db.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "database_fixture.h"
+
+namespace {
+
+class config_db_test : public database_fixture {};
+
+mode_t mode_of(const std::filesystem::path &path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+}
+
+TEST_F(config_db_test, stores_steps_with_their_time) {
+    ASSERT_EQ(database_init(&db), 0);
+    const std::time_t before = std::time(nullptr);
+    EXPECT_EQ(db_olt_ntp_set_ntp_diff_time(&db, -3600, 4, 1), 0);
+    EXPECT_EQ(db_olt_ntp_set_ntp_diff_time(&db, 0, 7, 9), 0);
+    const std::time_t after = std::time(nullptr);
+
+    const peer reader(file);
+    EXPECT_EQ(reader.run("SELECT seq, diff, area, id FROM clock_step ORDER BY seq"),
+              (std::vector<row>{{"1", "-3600", "4", "1"}, {"2", "0", "7", "9"}}));
+    for (const row &one : reader.run("SELECT time, utc FROM clock_step")) {
+        const std::time_t time = std::stoll(one[0]);
+        EXPECT_GE(time, before);
+        EXPECT_LE(time, after);
+        char utc[32];
+        std::strftime(utc, sizeof utc, "%F %T", std::gmtime(&time));
+        EXPECT_EQ(one[1], utc);
+    }
+}
+
+TEST_F(config_db_test, keeps_the_whole_range_of_its_arguments) {
+    ASSERT_EQ(database_init(&db), 0);
+    EXPECT_EQ(db_olt_ntp_set_ntp_diff_time(&db, INT32_MIN, INT32_MAX, INT32_MIN), 0);
+    EXPECT_EQ(peer(file).run("SELECT diff, area, id FROM clock_step"),
+              (std::vector<row>{{"-2147483648", "2147483647", "-2147483648"}}));
+}
+
+TEST_F(config_db_test, creates_folder_and_file_with_least_rights) {
+    const mode_t mask = umask(0);
+    EXPECT_EQ(database_init(&db), 0);
+    umask(mask);
+    EXPECT_EQ(mode_of(file), 0640u);
+    EXPECT_EQ(mode_of(file.parent_path()), 0750u);
+    EXPECT_EQ(peer(file).run("PRAGMA journal_mode"), (std::vector<row>{{"wal"}}));
+}
+
+TEST_F(config_db_test, disconnect_empties_the_handle) {
+    ASSERT_EQ(database_init(&db), 0);
+    EXPECT_EQ(database_disconnect(&db), 0);
+    const config_db empty{};
+    EXPECT_EQ(std::memcmp(&db, &empty, sizeof db), 0);
+    expect_failure([this] { return store(1); }, "(none)", "not initialised");
+    EXPECT_EQ(count_steps(), "0");
+}
+
+TEST_F(config_db_test, a_second_init_keeps_what_is_there) {
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(store(5), 0);
+    config_db again{};
+    ASSERT_EQ(database_init(&again), 0);
+    EXPECT_EQ(count_steps(), "1");
+}
+
+TEST_F(config_db_test, a_relative_path_is_bound_to_the_folder_of_init) {
+    const auto home = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    use(":memory:"); // no special name here: a file like any other
+    const int result = database_init(&db);
+    std::filesystem::current_path(home);
+    ASSERT_EQ(result, 0);
+    EXPECT_EQ(store(1), 0);
+    EXPECT_EQ(peer(folder.path() / ":memory:").run("SELECT count(*) FROM clock_step")[0][0], "1");
+}
+
+TEST_F(config_db_test, a_path_that_does_not_fit_is_refused) {
+    use(("/" + std::string(sizeof db.path - 1, 'x')).c_str());
+    expect_failure([this] { return database_init(&db); }, "(none)", "too long");
+    expect_failure([this] { return store(1); }, "(none)", "not initialised");
+}
+
+TEST_F(config_db_test, a_removed_file_is_made_anew) {
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(store(1), 0);
+    std::filesystem::remove_all(file.parent_path());
+    EXPECT_EQ(store(2), 0);
+    EXPECT_EQ(peer(file).run("SELECT diff FROM clock_step"), (std::vector<row>{{"2"}}));
+}
+
+TEST_F(config_db_test, a_failed_init_leaves_a_usable_handle) {
+    std::ofstream(file.parent_path()) << "in the way\n";
+    expect_failure([this] { return database_init(&db); }, file, "Not a directory");
+    std::filesystem::remove(file.parent_path());
+    EXPECT_EQ(store(1), 0);
+    EXPECT_EQ(count_steps(), "1");
+}
+
+TEST_F(config_db_test, a_folder_instead_of_the_file_is_refused) {
+    std::filesystem::create_directories(file);
+    expect_failure([this] { return database_init(&db); }, file, "Is a directory");
+    expect_failure([this] { return store(1); }, file, "Is a directory");
+}
+
+TEST_F(config_db_test, a_file_of_something_else_is_refused_and_kept) {
+    std::filesystem::create_directories(file.parent_path());
+    const std::string text(5000, 'x');
+    std::ofstream(file) << text;
+    expect_failure([this] { return database_init(&db); }, file, "not a database");
+    expect_failure([this] { return store(1); }, file, "not a database");
+    std::string kept;
+    std::getline(std::ifstream(file), kept);
+    EXPECT_EQ(kept, text);
+}
+
+TEST_F(config_db_test, damaged_pages_are_refused) {
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(store(1), 0);
+    std::fstream damaged(file, std::ios::in | std::ios::out | std::ios::binary);
+    const std::string garbage(std::filesystem::file_size(file) - 100, '\xa5');
+    damaged.seekp(100); // beyond the file's header
+    damaged << garbage << std::flush;
+    expect_failure([this] { return store(2); }, file, "malformed");
+    expect_failure([this] { return database_init(&db); }, file, "malformed");
+}
+
+TEST_F(config_db_test, a_missing_table_is_refused) {
+    ASSERT_EQ(database_init(&db), 0);
+    peer(file).run("DROP TABLE clock_step");
+    expect_failure([this] { return store(1); }, file, "no such table");
+}
+
+TEST_F(config_db_test, tables_of_a_later_version_are_left_alone) {
+    ASSERT_EQ(database_init(&db), 0);
+    peer(file).run("PRAGMA user_version = 99");
+    expect_failure([this] { return database_init(&db); }, file, "later version");
+    expect_failure([this] { return store(1); }, file, "later version");
+    EXPECT_EQ(count_steps(), "0");
+}
+
+TEST_F(config_db_test, a_lock_is_waited_for_about_a_second) {
+    ASSERT_EQ(database_init(&db), 0);
+    const auto expect_lock = [this](auto operation) {
+        const auto start = std::chrono::steady_clock::now();
+        expect_failure(operation, file, "locked");
+        const auto waited = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(waited, std::chrono::milliseconds(500));
+        EXPECT_LE(waited, std::chrono::milliseconds(3000));
+    };
+    {
+        const peer writer(file);
+        writer.run("BEGIN IMMEDIATE");
+        expect_lock([this] { return store(1); });
+    }
+    {
+        const peer owner(file); // keeps even readers out
+        owner.run("PRAGMA locking_mode = EXCLUSIVE");
+        owner.run("BEGIN EXCLUSIVE");
+        expect_lock([this] { return database_init(&db); });
+    }
+    EXPECT_EQ(store(2), 0);
+    EXPECT_EQ(peer(file).run("SELECT diff FROM clock_step"), (std::vector<row>{{"2"}}));
+}
+
+TEST_F(config_db_test, a_reader_is_not_in_the_way) {
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(store(1), 0);
+    const peer reader(file);
+    reader.run("BEGIN");
+    EXPECT_EQ(reader.run("SELECT count(*) FROM clock_step")[0][0], "1");
+    EXPECT_EQ(store(2), 0);
+    EXPECT_EQ(reader.run("SELECT count(*) FROM clock_step")[0][0], "1");
+    reader.run("COMMIT");
+    EXPECT_EQ(reader.run("SELECT count(*) FROM clock_step")[0][0], "2");
+}
+
+TEST_F(config_db_test, a_full_disk_stores_nothing) {
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(store(1), 0);
+
+    // No file may grow beyond a kilobyte: as good as a full disk, without one.
+    rlimit usual{};
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit tight{1024, usual.rlim_max};
+    const auto former = std::signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &tight);
+    expect_failure([this] { return store(2); }, file, "(File too large)");
+    setrlimit(RLIMIT_FSIZE, &usual);
+    std::signal(SIGXFSZ, former);
+
+    EXPECT_EQ(store(3), 0);
+    const peer reader(file);
+    EXPECT_EQ(reader.run("SELECT diff FROM clock_step"), (std::vector<row>{{"1"}, {"3"}}));
+    EXPECT_EQ(reader.run("PRAGMA integrity_check"), (std::vector<row>{{"ok"}}));
+}
+
+// Runs `operation` as an ordinary user, whom file rights bind, and returns what
+// it said on standard error.
+template <typename Operation> std::string as_ordinary_user(Operation operation) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDERR_FILENO);
+        constexpr uid_t nobody = 65534;
+        if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0)
+            _exit(1);
+        operation();
+        _exit(0);
+    }
+    close(ends[1]);
+    std::string told;
+    char bytes[512];
+    for (ssize_t got; (got = read(ends[0], bytes, sizeof bytes)) > 0;)
+        told.append(bytes, static_cast<std::size_t>(got));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return told;
+}
+
+TEST_F(config_db_test, missing_rights_are_told) {
+    namespace fs = std::filesystem;
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(store(1), 0);
+    fs::permissions(folder.path(), fs::perms(0755));
+    const std::string told = "horad: configuration database " + file.string() + ": ";
+    const auto try_to_store = [this] { store(2); };
+
+    fs::permissions(file.parent_path(), fs::perms(0777));
+    fs::permissions(file, fs::perms(0444));
+    const std::string read_only = told + "attempt to write a readonly database\n";
+    EXPECT_EQ(as_ordinary_user(try_to_store), read_only);
+    EXPECT_EQ(as_ordinary_user([this] { database_init(&db); }), read_only);
+
+    fs::permissions(file, fs::perms(0666));
+    fs::permissions(file.parent_path(), fs::perms(0555));
+    EXPECT_EQ(as_ordinary_user(try_to_store), read_only);
+
+    fs::permissions(file.parent_path(), fs::perms(0755));
+    fs::remove(file);
+    fs::permissions(file.parent_path(), fs::perms(0555));
+    EXPECT_EQ(as_ordinary_user(try_to_store), told + "Permission denied\n");
+    fs::permissions(file.parent_path(), fs::perms(0755));
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(config_db_test, threads_may_share_a_handle_from_first_use_on) {
+    ASSERT_EQ(database_init(&db), 0);
+    std::filesystem::remove_all(file.parent_path());
+    constexpr int threads = 4;
+    constexpr int steps = 5;
+    int failures[threads] = {};
+    std::vector<std::thread> running;
+    for (int &failed : failures)
+        running.emplace_back([this, &failed] {
+            for (int i = 0; i < steps; ++i)
+                failed += store(i) != 0;
+        });
+    for (std::thread &one : running)
+        one.join();
+    for (const int failed : failures)
+        EXPECT_EQ(failed, 0);
+    EXPECT_EQ(count_steps(), std::to_string(threads * steps));
+}
+
+TEST_F(config_db_test, a_stored_step_survives_being_killed) {
+    for (int round = 0; round < 5; ++round) {
+        std::filesystem::remove_all(file.parent_path());
+        ASSERT_EQ(database_init(&db), 0);
+        int ends[2];
+        ASSERT_EQ(pipe(ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            for (int i = 0; store(i) == 0; ++i)
+                if (write(ends[1], "", 1) != 1)
+                    break;
+            _exit(1);
+        }
+        close(ends[1]);
+        int confirmed = 0;
+        char byte;
+        while (confirmed < 10 + round && read(ends[0], &byte, 1) == 1)
+            ++confirmed;
+        usleep(static_cast<useconds_t>(round) * 700); // to strike at different places
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status));
+        while (read(ends[0], &byte, 1) == 1)
+            ++confirmed;
+        close(ends[0]);
+
+        const peer reader(file);
+        EXPECT_EQ(reader.run("PRAGMA integrity_check"), (std::vector<row>{{"ok"}}));
+        const auto rows = reader.run("SELECT diff FROM clock_step ORDER BY seq");
+        const int stored = static_cast<int>(rows.size());
+        EXPECT_TRUE(stored == confirmed || stored == confirmed + 1) << stored << ' ' << confirmed;
+        for (int i = 0; i < stored; ++i)
+            EXPECT_EQ(rows[static_cast<std::size_t>(i)][0], std::to_string(i));
+        EXPECT_EQ(store(-1), 0);
+    }
+}
+
+} // namespace
