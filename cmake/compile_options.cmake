@@ -6,6 +6,8 @@ include_guard()
 add_library(horad_options INTERFACE)
 target_compile_options(horad_options INTERFACE
   -Wall -Wextra -Wconversion -Wshadow
+  # A record names the fields that it sets; the others are zero.
+  -Wno-missing-field-initializers
   # The same floating-point results on every machine.
   -ffp-contract=off
   # __FILE__ (seen in libfrr's log references) without the builder's path.

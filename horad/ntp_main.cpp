@@ -3,6 +3,7 @@
 // The daemon's frame: its description for libfrr, its signals, its start-up.
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <type_traits>
 
 #include <pthread.h>
@@ -42,46 +43,31 @@ void sigint() {
 // The library's signal record has another name in each of its releases.
 using frr_signal = std::remove_pointer_t<decltype(frr_daemon_info::signals)>;
 
-frr_signal make_signal(int number, void (*handler)()) {
-    frr_signal record{};
-    record.signal = number;
-    record.handler = handler;
-    return record;
-}
-
 frr_signal horad_signals[] = {
-    make_signal(SIGHUP, sighup),
-    make_signal(SIGUSR1, sigusr1),
-    make_signal(SIGINT, sigint),
-    make_signal(SIGTERM, sigint),
+    {SIGHUP, sighup, 0},
+    {SIGUSR1, sigusr1, 0},
+    {SIGINT, sigint, 0},
+    {SIGTERM, sigint, 0},
 };
 
 zebra_capabilities_t horad_capabilities[] = {ZCAP_NET_RAW, ZCAP_BIND, ZCAP_SYS_ADMIN};
 
 /// No user or group: the daemon stays who it was started as.
-zebra_privs_t make_privileges() {
-    zebra_privs_t record{};
-    record.caps_p = horad_capabilities;
-    record.cap_num_p = std::size(horad_capabilities);
-    return record;
-}
+zebra_privs_t horad_privs = {
+    .caps_p = horad_capabilities,
+    .cap_num_p = std::size(horad_capabilities),
+};
 
-zebra_privs_t horad_privs = make_privileges();
-
-frr_daemon_info make_daemon_description() {
-    frr_daemon_info record{};
-    record.name = "horad";
-    record.logname = "HORAD";
-    record.module = horad_module;
-    record.vty_port = 2705;
-    record.proghelp = "Implementation of the NTP protocol.";
-    record.signals = horad_signals;
-    record.n_signals = std::size(horad_signals);
-    record.privs = &horad_privs;
-    return record;
-}
-
-frr_daemon_info horad_description = make_daemon_description();
+frr_daemon_info horad_description = {
+    .name = "horad",
+    .logname = "HORAD",
+    .module = horad_module,
+    .vty_port = 2705,
+    .proghelp = "Implementation of the NTP protocol.",
+    .signals = horad_signals,
+    .n_signals = std::size(horad_signals),
+    .privs = &horad_privs,
+};
 
 /// The daemon has no options of its own, but the library's are only read by
 /// asking for them.

@@ -16,7 +16,10 @@ class shared_flag {
   public:
     constexpr shared_flag() = default;
     operator std::int32_t() const { return value_.load(std::memory_order_relaxed); }
-    void operator=(std::int32_t value) { value_.store(value, std::memory_order_relaxed); }
+    shared_flag &operator=(std::int32_t value) {
+        value_.store(value, std::memory_order_relaxed);
+        return *this;
+    }
 
   private:
     std::atomic<std::int32_t> value_{0};

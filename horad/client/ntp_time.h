@@ -25,7 +25,8 @@ constexpr std::uint32_t fraction_from_microseconds(std::int64_t usec) {
     return static_cast<std::uint32_t>(4294 * usec + ((1981 * usec) >> 11));
 }
 
-/// An NTP fraction as microseconds, 0..999999.
+/// An NTP fraction as microseconds, 0..999999.  In integers only: the correction
+/// goes in 64 steps, so that the result lies within 380 of the true value.
 constexpr std::uint32_t microseconds_from_fraction(std::uint32_t fraction) {
     return (fraction >> 12) - 759U * (((fraction >> 10) + 32768U) >> 16);
 }

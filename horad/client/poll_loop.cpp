@@ -134,6 +134,17 @@ void handle_datagram(client &self) {
                      loop_name, 842);
 }
 
+/// Waits for a signal code, a datagram or the end of the wait, as select() does.
+/// A descriptor that could not be had at start-up is simply not watched.
+int wait_for_event(client &self, fd_set &readable) {
+    FD_ZERO(&readable);
+    for (const int fd : {self.signals, self.socket})
+        if (fd >= 0)
+            FD_SET(fd, &readable);
+    return select(std::max(self.signals, self.socket) + 1, &readable, nullptr, nullptr,
+                  &self.schedule.wait);
+}
+
 } // namespace
 
 void primary_loop(int socket) {
@@ -145,13 +156,7 @@ void primary_loop(int socket) {
     for (;;) {
         debug_printf("\r\n %s: enter for (;;).%d\n\r", loop_name, 642);
         fd_set readable;
-        FD_ZERO(&readable);
-        // A descriptor that could not be had at start-up is simply not watched.
-        for (const int fd : {self.signals, self.socket})
-            if (fd >= 0)
-                FD_SET(fd, &readable);
-        const int highest = std::max(self.signals, self.socket);
-        const int ret = select(highest + 1, &readable, nullptr, nullptr, &self.schedule.wait);
+        const int ret = wait_for_event(self, readable);
         const int error = errno;
         if (ret <= 0)
             handle_nothing_readable(self, ret, error);

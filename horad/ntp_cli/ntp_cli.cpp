@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "ntp_cli/ntp_cli.h"
 
-#include "ntp_cli/make_command.h"
+#include <zebra.h>
+
+#include "command.h"
+#include "vty.h"
+
 #include "ntp_cli/node.h"
 
 void ntp_cli_init() {

@@ -7,9 +7,13 @@
 
 #include <cstring>
 
+#include <zebra.h>
+
+#include "command.h"
+#include "vty.h"
+
 #include "cli_helper/cli_helper.h"
 #include "client/control.h"
-#include "ntp_cli/make_command.h"
 #include "ntp_cli/node.h"
 #include "ntp_state.h"
 
@@ -113,42 +117,58 @@ int ntp_cfg_fun(const cmd_element *, vty *vty, int, cmd_token *argv[]) {
 
 } // namespace
 
-constinit const cmd_element ntp_config_interface_cmd =
-    make_command("ntp_config_interface_cmd", "ntp [terminal]",
-                 "NTP Configuration interface\n"
-                 "Configuration terminal\n",
-                 ntp_config_interface_fun);
+constinit const cmd_element ntp_config_interface_cmd = {
+    .string = "ntp [terminal]",
+    .doc = "NTP Configuration interface\n"
+           "Configuration terminal\n",
+    .func = ntp_config_interface_fun,
+    .name = "ntp_config_interface_cmd",
+};
 
-constinit const cmd_element ntp_debug_cmd = make_command("ntp_debug_cmd", "debug ntp <on|off>",
-                                                         "Debugging functions\n"
-                                                         "Debug ntp\n"
-                                                         "Enable debug ntp\n"
-                                                         "Disable debug ntp\n",
-                                                         ntp_debug_fun);
+constinit const cmd_element ntp_debug_cmd = {
+    .string = "debug ntp <on|off>",
+    .doc = "Debugging functions\n"
+           "Debug ntp\n"
+           "Enable debug ntp\n"
+           "Disable debug ntp\n",
+    .func = ntp_debug_fun,
+    .name = "ntp_debug_cmd",
+};
 
-constinit const cmd_element ntp_config_interface_exit_cmd =
-    make_command("ntp_config_interface_exit_cmd", "exit",
-                 "Exit current mode and down to previous mode\n", ntp_config_interface_exit_fun);
+constinit const cmd_element ntp_config_interface_exit_cmd = {
+    .string = "exit",
+    .doc = "Exit current mode and down to previous mode\n",
+    .func = ntp_config_interface_exit_fun,
+    .name = "ntp_config_interface_exit_cmd",
+};
 
-constinit const cmd_element ntp_server_cmd =
-    make_command("ntp_server_cmd", "ntp server HOST [HOST]",
-                 "Configure NTP\n"
-                 "Configure NTP server\n"
-                 "Hostname or IP address of peer\n"
-                 "Hostname or IP address of slave\n",
-                 ntp_server_fun);
+constinit const cmd_element ntp_server_cmd = {
+    .string = "ntp server HOST [HOST]",
+    .doc = "Configure NTP\n"
+           "Configure NTP server\n"
+           "Hostname or IP address of peer\n"
+           "Hostname or IP address of slave\n",
+    .func = ntp_server_fun,
+    .name = "ntp_server_cmd",
+};
 
-constinit const cmd_element ntp_server2_cmd =
-    make_command("ntp_server2_cmd", "[no] second ntp server2 [HOST]",
-                 "Negate a command or set its defaults\n"
-                 "Second NTP config\n"
-                 "Configure NTP\n"
-                 "Configure slave NTP server\n"
-                 "Hostname or IP address of slave\n",
-                 ntp_server2_fun, CMD_ATTR_HIDDEN);
+constinit const cmd_element ntp_server2_cmd = {
+    .string = "[no] second ntp server2 [HOST]",
+    .doc = "Negate a command or set its defaults\n"
+           "Second NTP config\n"
+           "Configure NTP\n"
+           "Configure slave NTP server\n"
+           "Hostname or IP address of slave\n",
+    .attr = CMD_ATTR_HIDDEN,
+    .func = ntp_server2_fun,
+    .name = "ntp_server2_cmd",
+};
 
-constinit const cmd_element ntp_cfg_cmd = make_command("ntp_cfg_cmd", "ntp <disable|enable>",
-                                                       "Configure NTP\n"
-                                                       "Disable NTP protocol\n"
-                                                       "Enable NTP protocol\n",
-                                                       ntp_cfg_fun);
+constinit const cmd_element ntp_cfg_cmd = {
+    .string = "ntp <disable|enable>",
+    .doc = "Configure NTP\n"
+           "Disable NTP protocol\n"
+           "Enable NTP protocol\n",
+    .func = ntp_cfg_fun,
+    .name = "ntp_cfg_cmd",
+};

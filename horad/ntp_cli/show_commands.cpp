@@ -14,7 +14,6 @@
 #include "json.h"
 
 #include "horad/timezone.h"
-#include "ntp_cli/make_command.h"
 #include "ntp_state.h"
 
 namespace {
@@ -69,20 +68,27 @@ int show_ntp_global_var_fun(const cmd_element *, vty *vty, int, cmd_token *[]) {
 
 } // namespace
 
-constinit const cmd_element ntp_show_cmd = make_command("ntp_show_cmd", "show ntp [json]",
-                                                        "Show running system information\n"
-                                                        "Show NTP information.\n"
-                                                        "JavaScript Object Notation\n",
-                                                        ntp_show_fun);
+constinit const cmd_element ntp_show_cmd = {
+    .string = "show ntp [json]",
+    .doc = "Show running system information\n"
+           "Show NTP information.\n"
+           "JavaScript Object Notation\n",
+    .func = ntp_show_fun,
+    .name = "ntp_show_cmd",
+};
 
-constinit const cmd_element show_system_timezone_cmd =
-    make_command("show_system_timezone_cmd", "show timezone",
-                 "Show running system information.\n"
-                 "Show the current time zone\n",
-                 show_system_timezone_fun);
+constinit const cmd_element show_system_timezone_cmd = {
+    .string = "show timezone",
+    .doc = "Show running system information.\n"
+           "Show the current time zone\n",
+    .func = show_system_timezone_fun,
+    .name = "show_system_timezone_cmd",
+};
 
-constinit const cmd_element show_ntp_global_var_cmd =
-    make_command("show_ntp_global_var_cmd", "show ntp_global_var",
-                 "Show running system information.\n"
-                 "ntp_global_var\n",
-                 show_ntp_global_var_fun);
+constinit const cmd_element show_ntp_global_var_cmd = {
+    .string = "show ntp_global_var",
+    .doc = "Show running system information.\n"
+           "ntp_global_var\n",
+    .func = show_ntp_global_var_fun,
+    .name = "show_ntp_global_var_cmd",
+};

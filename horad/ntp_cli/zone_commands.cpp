@@ -8,8 +8,12 @@
 
 #include <unistd.h>
 
+#include <zebra.h>
+
+#include "command.h"
+#include "vty.h"
+
 #include "horad/timezone.h"
-#include "ntp_cli/make_command.h"
 #include "ntp_cli/zone_help.h"
 #include "ntp_state.h"
 #include "zone_catalogue/zone_catalogue.h"
@@ -76,15 +80,17 @@ int no_timezone_fun(const cmd_element *, vty *, int, cmd_token *[]) {
 
 // clang-format off
 #define ZONE_COMMAND(record, continent, locations)                                                 \
-    constinit const cmd_element record = make_command(                                             \
-        #record, "<timezone|dst> continent " continent " location WORD",                           \
-        "Time zone configuration.\n"                                                               \
-        "Set DST(Before using DST, please configure commands to enable ntp server.)\n"             \
-        "Select Continent\n"                                                                       \
-        "Continent\n"                                                                              \
-        "Select Location\n"                                                                        \
-        locations,                                                                                 \
-        dstzone_func)
+    constinit const cmd_element record = {                                                         \
+        .string = "<timezone|dst> continent " continent " location WORD",                          \
+        .doc = "Time zone configuration.\n"                                                        \
+               "Set DST(Before using DST, please configure commands to enable ntp server.)\n"      \
+               "Select Continent\n"                                                                \
+               "Continent\n"                                                                       \
+               "Select Location\n"                                                                 \
+               locations,                                                                          \
+        .func = dstzone_func,                                                                      \
+        .name = #record,                                                                           \
+    }
 
 ZONE_COMMAND(dstzone_africa_cmd,       "Africa",       ZONE_HELP_AFRICA);
 ZONE_COMMAND(dstzone_america_cmd,      "America",      ZONE_HELP_AMERICA);
@@ -96,7 +102,10 @@ ZONE_COMMAND(dstzone_ocean_cmd,        "Australia",    ZONE_HELP_OCEAN);
 ZONE_COMMAND(dstzone_pacific_cmd,      "Pacific",      ZONE_HELP_PACIFIC);
 // clang-format on
 
-constinit const cmd_element no_timezone_cmd = make_command("no_timezone_cmd", "no timezone",
-                                                           "Negate a command or set its defaults\n"
-                                                           "Time zone configuration.\n",
-                                                           no_timezone_fun);
+constinit const cmd_element no_timezone_cmd = {
+    .string = "no timezone",
+    .doc = "Negate a command or set its defaults\n"
+           "Time zone configuration.\n",
+    .func = no_timezone_fun,
+    .name = "no_timezone_cmd",
+};

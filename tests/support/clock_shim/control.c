@@ -1,0 +1,109 @@
+/* SPDX-License-Identifier: GPL-2.0-or-later */
+#include "shim.h"
+
+#include <dlfcn.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+enum { max_calls = 16, max_control = 4096 };
+
+void *shim_real(const char *name) {
+    void *found = dlsym(RTLD_NEXT, name);
+
+    if (!found) {
+        fprintf(stderr, "clock_shim: no %s behind ours\n", name);
+        abort();
+    }
+    return found;
+}
+
+bool shim_active(void) { return getenv("HORAD_SHIM") != NULL; }
+
+void shim_path(char *path, size_t size, const char *name) {
+    snprintf(path, size, "%s/%s", getenv("HORAD_SHIM"), name);
+}
+
+/* Copies the text after "KEY " into `value`; false when there is no such line. */
+static bool control_text(const char *key, char *value, size_t size) {
+    char path[512], text[max_control];
+    size_t key_length = strlen(key);
+    ssize_t length;
+    int fd;
+
+    if (!shim_active())
+        return false;
+    shim_path(path, sizeof(path), "control");
+    fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    length = read(fd, text, sizeof(text) - 1);
+    close(fd);
+    if (length < 0)
+        return false;
+    text[length] = '\0';
+
+    char *rest = text;
+    for (char *line; (line = strsep(&rest, "\n"));) {
+        if (strncmp(line, key, key_length) == 0 && line[key_length] == ' ') {
+            snprintf(value, size, "%s", line + key_length + 1);
+            return true;
+        }
+    }
+    return false;
+}
+
+double control_number(const char *key, double fallback) {
+    char value[64];
+
+    return control_text(key, value, sizeof(value)) ? strtod(value, NULL) : fallback;
+}
+
+/* How often each call has failed on request since `serial` changed. */
+static struct {
+    pthread_mutex_t lock;
+    double serial;
+    struct {
+        char call[32];
+        int times;
+    } calls[max_calls];
+} failures = {.lock = PTHREAD_MUTEX_INITIALIZER, .serial = -1};
+
+static bool use_up_one(const char *call, int allowed) {
+    double serial = control_number("serial", 0);
+    bool fails = false;
+
+    pthread_mutex_lock(&failures.lock);
+    if (serial != failures.serial) {
+        memset(failures.calls, 0, sizeof(failures.calls));
+        failures.serial = serial;
+    }
+    for (int i = 0; i < max_calls; i++) {
+        if (failures.calls[i].call[0] == '\0')
+            snprintf(failures.calls[i].call, sizeof(failures.calls[i].call), "%s", call);
+        if (strcmp(failures.calls[i].call, call) != 0)
+            continue;
+        fails = failures.calls[i].times < allowed;
+        failures.calls[i].times += fails;
+        break;
+    }
+    pthread_mutex_unlock(&failures.lock);
+    return fails;
+}
+
+bool control_fails(const char *call) {
+    char key[64], value[64];
+    int number = 0, times = 0;
+
+    snprintf(key, sizeof(key), "%s_errno", call);
+    if (!control_text(key, value, sizeof(value)))
+        return false;
+    if (sscanf(value, "%d %d", &number, &times) == 2 && !use_up_one(call, times))
+        return false;
+    errno = number;
+    return number != 0;
+}

@@ -1,0 +1,67 @@
+/* SPDX-License-Identifier: GPL-2.0-or-later */
+/*
+ * A preloaded library that keeps the daemon under test away from the machine's
+ * clock, makes its waits short, lets calls fail on request and writes down what
+ * the daemon did, in order.
+ *
+ * It works inside the folder named by HORAD_SHIM (nothing is faked in a process
+ * that lacks the variable):
+ *
+ *   control  settings, one "key value" a line; read anew at every call that has
+ *            one, so that a test can change its mind (replace it by rename)
+ *   events   appended by us, one JSON object a line
+ *
+ * Settings read once, at start:
+ *   clock_offset SECONDS   the daemon's clock starts this far off the machine's
+ *   clock_frozen SECONDS   it starts at this Unix time and only steps move it
+ *   scale FACTOR           a select() of 30 s takes 30 x FACTOR seconds
+ *   unbuffered 1           standard output is not buffered
+ * Settings that can change:
+ *   CALL_errno E [N]       CALL fails with errno E, the next N times or for ever;
+ *                          settimeofday, adjtimex, sendto, recvfrom, select,
+ *                          socket, pthread_create (for pthread_create E is the
+ *                          result).  N counts anew when `serial` changes.
+ *   serial N               see above
+ *   adjtimex_freq F        the kernel frequency that adjtimex() shows
+ *   system_result R        what system() returns; no command is ever run
+ *   system_sleep SECONDS   how long it takes, in real seconds
+ *   lookup_sleep SECONDS   the same for a name look-up of the client thread
+ */
+#ifndef CLOCK_SHIM_H
+#define CLOCK_SHIM_H
+
+#include <stdbool.h>
+#include <stddef.h>
+#include <stdint.h>
+
+/* The definition behind ours, as the dynamic linker finds it. */
+#define REAL(name) ((__typeof__(&name))shim_real(#name))
+void *shim_real(const char *name);
+
+/* Whether HORAD_SHIM is set. */
+bool shim_active(void);
+
+/* control.c: a setting's number, or `fallback`; whether a call is to fail now
+ * (errno is then set). */
+double control_number(const char *key, double fallback);
+bool control_fails(const char *call);
+/* The path of a file in the folder. */
+void shim_path(char *path, size_t size, const char *name);
+
+/* events.c: appends one event; `format` gives the members after the first three,
+ * beginning with a comma, or is empty. */
+__attribute__((format(printf, 2, 3))) void event(const char *name, const char *format, ...);
+/* How many events the calling thread has appended. */
+unsigned long events_of_thread(void);
+/* Renders bytes as hex; a text as a JSON string's inside.  Both return `out`. */
+const char *hex(char *out, size_t size, const void *bytes, size_t length);
+const char *escaped(char *out, size_t size, const char *text);
+bool on_client_thread(void);
+
+/* waits.c: seconds that the daemon believes to have waited in select(), in
+ * microseconds; real time and real sleeping. */
+int64_t waited_us(void);
+int64_t real_monotonic_us(void);
+void real_sleep(double seconds);
+
+#endif

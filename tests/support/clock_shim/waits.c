@@ -1,0 +1,91 @@
+/* SPDX-License-Identifier: GPL-2.0-or-later */
+/*
+ * Waiting.  A time-out of the daemon is kept to the microsecond in its own
+ * reckoning, however late the machine wakes us: schedules come out exact.
+ */
+#include "shim.h"
+
+#include <errno.h>
+#include <pthread.h>
+#include <stdatomic.h>
+#include <stdio.h>
+#include <sys/select.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+static _Atomic int64_t waited;
+static double scale = 1;
+
+__attribute__((constructor)) static void prepare_waits(void) {
+    scale = control_number("scale", 1);
+    if (shim_active() && control_number("unbuffered", 0) != 0)
+        setvbuf(stdout, NULL, _IONBF, 0);
+}
+
+int64_t waited_us(void) { return atomic_load(&waited); }
+
+int64_t real_monotonic_us(void) {
+    struct timespec now;
+
+    syscall(SYS_clock_gettime, CLOCK_MONOTONIC, &now);
+    return (int64_t)now.tv_sec * 1000000 + now.tv_nsec / 1000;
+}
+
+void real_sleep(double seconds) {
+    struct timespec left = {.tv_sec = (time_t)seconds,
+                            .tv_nsec = (long)((seconds - (double)(time_t)seconds) * 1e9)};
+
+    while (nanosleep(&left, &left) < 0 && errno == EINTR)
+        ;
+}
+
+static struct timeval from_us(int64_t us) {
+    return (struct timeval){.tv_sec = us / 1000000, .tv_usec = us % 1000000};
+}
+
+/* A loop that is woken again and again, and does nothing but wait the same time
+ * again, is written down once. */
+static void record_wait(int64_t asked) {
+    static _Thread_local int64_t last_asked = -1;
+    static _Thread_local unsigned long last_event;
+
+    if (asked == last_asked && last_event == events_of_thread())
+        return;
+    event("select", ", \"timeout\": %.6f", (double)asked / 1e6);
+    last_asked = asked;
+    last_event = events_of_thread();
+}
+
+int select(int count, fd_set *reading, fd_set *writing, fd_set *errors, struct timeval *timeout) {
+    if (!shim_active() || !timeout)
+        return REAL(select)(count, reading, writing, errors, timeout);
+
+    int64_t asked = (int64_t)timeout->tv_sec * 1000000 + timeout->tv_usec;
+    record_wait(asked);
+    if (control_fails("select"))
+        return -1;
+
+    struct timeval real = from_us((int64_t)((double)asked * scale));
+    int64_t start = real_monotonic_us();
+    int result = REAL(select)(count, reading, writing, errors, &real);
+    int saved = errno;
+
+    int64_t passed = asked;
+    if (result != 0) {
+        passed = (int64_t)((double)(real_monotonic_us() - start) / scale);
+        if (passed > asked)
+            passed = asked;
+    }
+    atomic_fetch_add(&waited, passed);
+    *timeout = from_us(asked - passed);
+    errno = saved;
+    return result;
+}
+
+int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*entry)(void *),
+                   void *argument) {
+    if (control_fails("pthread_create"))
+        return errno;
+    return REAL(pthread_create)(thread, attributes, entry, argument);
+}

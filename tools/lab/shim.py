@@ -1,0 +1,101 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The test's side of the preloaded library in tests/support/clock_shim."""
+from __future__ import annotations
+
+import errno
+import json
+from dataclasses import dataclass
+from pathlib import Path
+from typing import Any, Callable
+
+from .times import wait_for
+from .world import World
+
+INSIDE = "/tmp/shim"
+
+
+@dataclass(frozen=True)
+class Event:
+    """One call that the daemon made.
+
+    `waited` is the time in seconds that the daemon believes to have waited in
+    select() until then; all waits are exact, so schedules can be compared as
+    they are.  `real` is the machine's monotonic time.
+    """
+
+    name: str
+    thread: str
+    waited: float
+    real: float
+    data: dict[str, Any]
+
+    def __getitem__(self, key: str) -> Any:
+        return self.data[key]
+
+
+class Shim:
+    """Settings for one daemon and what it did.
+
+    Keyword arguments are settings as the library's header lists them, e.g.
+    ``Shim(world, scale=0.001, clock_frozen=1600000000)``.
+    """
+
+    def __init__(self, world: World, **settings: float | str) -> None:
+        self._folder: Path = world.path(INSIDE)
+        self._folder.mkdir(exist_ok=True)
+        self._settings: dict[str, float | str] = dict(settings)
+        self._serial = 0
+        self.set()
+
+    @property
+    def environment(self) -> dict[str, str]:
+        return {"HORAD_SHIM": INSIDE}
+
+    def set(self, **settings: float | str) -> None:
+        """Changes settings; the daemon follows at its next call."""
+        self._settings.update(settings)
+        self._serial += 1
+        text = "".join(f"{key} {value}\n" for key, value in self._settings.items())
+        new = self._folder / "control.new"
+        new.write_text(f"{text}serial {self._serial}\n")
+        new.rename(self._folder / "control")
+
+    def fail(self, call: str, error: str, times: int | None = None) -> None:
+        """Lets a call fail: fail("settimeofday", "EPERM"), the next `times` times."""
+        number = getattr(errno, error)
+        self.set(**{f"{call}_errno": number if times is None else f"{number} {times}"})
+
+    def events(self, *names: str, thread: str | None = None) -> list[Event]:
+        """What happened so far, in order; only these calls when names are given."""
+        try:
+            text = (self._folder / "events").read_text()
+        except FileNotFoundError:
+            return []
+        found = []
+        for line in text.splitlines(keepends=True):
+            if not line.endswith("\n"):
+                break  # still being written
+            data = json.loads(line)
+            name = data.pop("event")
+            event = Event(name, data.pop("thread", ""), data.pop("waited", 0.0), data.pop("real", 0.0), data)
+            if (not names or name in names) and thread in (None, event.thread):
+                found.append(event)
+        return found
+
+    def wait_events(
+        self, name: str, count: int = 1, seconds: float = 10, when: Callable[[Event], bool] = lambda _: True
+    ) -> list[Event]:
+        """Waits until a call was made (at least) `count` times."""
+
+        def probe() -> list[Event] | None:
+            found = [event for event in self.events(name) if when(event)]
+            return found if len(found) >= count else None
+
+        try:
+            return wait_for(f"{count} x {name}", probe, seconds)
+        except AssertionError as error:
+            raise AssertionError(f"{error}; so far: {[event.name for event in self.events()][-40:]}") from None
+
+    def requests(self, count: int, seconds: float = 20) -> list[Event]:
+        """Waits for `count` requests of the client."""
+        return self.wait_events("sendto", count, seconds)
