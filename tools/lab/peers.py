@@ -48,7 +48,7 @@ def chrony(world: World, address: str) -> Peer:
 def ntpsec(world: World, address: str) -> Peer:
     folder = "/tmp/ntpsec"
     config = (
-        "disable ntp\nserver 127.127.1.0\nfudge 127.127.1.0 stratum 10\n"
+        "disable ntp\n"
         "refclock local stratum 10\nrestrict default noquery\n"
         f"interface ignore wildcard\ninterface listen {address}\n"
     )
