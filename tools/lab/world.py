@@ -142,7 +142,9 @@ class World:
         """
         variables = {**_ENVIRONMENT, **(environment or {})}
         chain = [
-            "nsenter", f"--net={self._network_paths[network]}", f"--mount={self._mounts}", f"--uts={self._names}", "--",
+            "nsenter", f"--net={self._network_paths[network]}", f"--mount={self._mounts}",
+            # Entering a mount namespace leaves a chroot, and the project may be in one.
+            f"--root={self.root}", f"--uts={self._names}", "--",
             "setpriv", "--pdeathsig", "KILL", "--bounding-set", "-sys_time", "--inh-caps", "-sys_time", "--",
             "env", "-i", *(f"{name}={value}" for name, value in variables.items()),
             *command,
