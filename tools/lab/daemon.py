@@ -22,7 +22,7 @@ BASE_CONFIG = f"password {PASSWORD}\n"
 # still held at exit is no leak: the daemon exits without tearing down.
 _SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "detect_leaks=0:exitcode=99",
-    "TSAN_OPTIONS": "exitcode=99:halt_on_error=0",
+    "TSAN_OPTIONS": "exitcode=99:atexit_sleep_ms=0",
     "UBSAN_OPTIONS": "print_stacktrace=1",
 }
 

@@ -43,9 +43,10 @@ class Shim:
     def __init__(self, world: World, **settings: float | str) -> None:
         self._folder: Path = world.path(INSIDE)
         self._folder.mkdir(exist_ok=True)
+        (self._folder / "events").unlink(missing_ok=True)
         self._settings: dict[str, float | str] = dict(settings)
         self._serial = 0
-        self.set()
+        self._write({})
 
     @property
     def environment(self) -> dict[str, str]:
@@ -54,16 +55,29 @@ class Shim:
     def set(self, **settings: float | str) -> None:
         """Changes settings; the daemon follows at its next call."""
         self._settings.update(settings)
-        self._serial += 1
-        text = "".join(f"{key} {value}\n" for key, value in self._settings.items())
-        new = self._folder / "control.new"
-        new.write_text(f"{text}serial {self._serial}\n")
-        new.rename(self._folder / "control")
+        self._write({})
 
     def fail(self, call: str, error: str, times: int | None = None) -> None:
-        """Lets a call fail: fail("settimeofday", "EPERM"), the next `times` times."""
+        """Lets a call fail: fail("settimeofday", "EPERM"), the next `times` times.
+
+        What is counted lasts until the next change of a setting.
+        """
         number = getattr(errno, error)
-        self.set(**{f"{call}_errno": number if times is None else f"{number} {times}"})
+        if times is None:
+            self.set(**{f"{call}_errno": number})
+        else:
+            self._write({f"{call}_errno": f"{number} {times}"})
+
+    def skip(self, times: int = 1) -> None:
+        """Ends a wait of more than 200 s at once, the one under way included."""
+        self._write({"skip": times})
+
+    def _write(self, counted: dict[str, float | str]) -> None:
+        self._serial += 1
+        settings = {**self._settings, **counted, "serial": self._serial}
+        new = self._folder / "control.new"
+        new.write_text("".join(f"{key} {value}\n" for key, value in settings.items()))
+        new.rename(self._folder / "control")
 
     def events(self, *names: str, thread: str | None = None) -> list[Event]:
         """What happened so far, in order; only these calls when names are given."""

@@ -10,7 +10,7 @@
 #include <string.h>
 #include <unistd.h>
 
-enum { max_calls = 16, max_control = 4096 };
+enum { max_counts = 16, max_control = 4096 };
 
 void *shim_real(const char *name) {
     void *found = dlsym(RTLD_NEXT, name);
@@ -63,36 +63,42 @@ double control_number(const char *key, double fallback) {
     return control_text(key, value, sizeof(value)) ? strtod(value, NULL) : fallback;
 }
 
-/* How often each call has failed on request since `serial` changed. */
+/* How much of each counted setting is used up since `serial` changed. */
 static struct {
     pthread_mutex_t lock;
     double serial;
     struct {
-        char call[32];
+        char key[32];
         int times;
-    } calls[max_calls];
-} failures = {.lock = PTHREAD_MUTEX_INITIALIZER, .serial = -1};
+    } counts[max_counts];
+} used = {.lock = PTHREAD_MUTEX_INITIALIZER, .serial = -1};
 
-static bool use_up_one(const char *call, int allowed) {
+static bool use_up_one(const char *key, int allowed) {
     double serial = control_number("serial", 0);
-    bool fails = false;
+    bool left = false;
 
-    pthread_mutex_lock(&failures.lock);
-    if (serial != failures.serial) {
-        memset(failures.calls, 0, sizeof(failures.calls));
-        failures.serial = serial;
+    pthread_mutex_lock(&used.lock);
+    if (serial != used.serial) {
+        memset(used.counts, 0, sizeof(used.counts));
+        used.serial = serial;
     }
-    for (int i = 0; i < max_calls; i++) {
-        if (failures.calls[i].call[0] == '\0')
-            snprintf(failures.calls[i].call, sizeof(failures.calls[i].call), "%s", call);
-        if (strcmp(failures.calls[i].call, call) != 0)
+    for (int i = 0; i < max_counts; i++) {
+        if (used.counts[i].key[0] == '\0')
+            snprintf(used.counts[i].key, sizeof(used.counts[i].key), "%s", key);
+        if (strcmp(used.counts[i].key, key) != 0)
             continue;
-        fails = failures.calls[i].times < allowed;
-        failures.calls[i].times += fails;
+        left = used.counts[i].times < allowed;
+        used.counts[i].times += left;
         break;
     }
-    pthread_mutex_unlock(&failures.lock);
-    return fails;
+    pthread_mutex_unlock(&used.lock);
+    return left;
+}
+
+bool control_uses_up(const char *key) {
+    char value[64];
+
+    return control_text(key, value, sizeof(value)) && use_up_one(key, atoi(value));
 }
 
 bool control_fails(const char *call) {

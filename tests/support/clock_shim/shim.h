@@ -4,8 +4,8 @@
  * clock, makes its waits short, lets calls fail on request and writes down what
  * the daemon did, in order.
  *
- * It works inside the folder named by HORAD_SHIM (nothing is faked in a process
- * that lacks the variable):
+ * It works inside the folder named by HORAD_SHIM; in a process that lacks the
+ * variable time passes as it does, but no clock can be set and no command run:
  *
  *   control  settings, one "key value" a line; read anew at every call that has
  *            one, so that a test can change its mind (replace it by rename)
@@ -20,8 +20,10 @@
  *   CALL_errno E [N]       CALL fails with errno E, the next N times or for ever;
  *                          settimeofday, adjtimex, sendto, recvfrom, select,
  *                          socket, pthread_create (for pthread_create E is the
- *                          result).  N counts anew when `serial` changes.
- *   serial N               see above
+ *                          result)
+ *   skip N                 the next N waits of more than 200 s are over at once,
+ *                          the one under way included
+ *   serial N               N of the two above counts anew when it changes
  *   adjtimex_freq F        the kernel frequency that adjtimex() shows
  *   system_result R        what system() returns; no command is ever run
  *   system_sleep SECONDS   how long it takes, in real seconds
@@ -41,9 +43,10 @@ void *shim_real(const char *name);
 /* Whether HORAD_SHIM is set. */
 bool shim_active(void);
 
-/* control.c: a setting's number, or `fallback`; whether a call is to fail now
- * (errno is then set). */
+/* control.c: a setting's number, or `fallback`; takes one off a counted setting,
+ * if one is left; whether a call is to fail now (errno is then set). */
 double control_number(const char *key, double fallback);
+bool control_uses_up(const char *key);
 bool control_fails(const char *call);
 /* The path of a file in the folder. */
 void shim_path(char *path, size_t size, const char *name);

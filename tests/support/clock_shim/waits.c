@@ -14,6 +14,8 @@
 #include <time.h>
 #include <unistd.h>
 
+static const int64_t longest_plain_wait = 200 * (int64_t)1000000;
+
 static _Atomic int64_t waited;
 static double scale = 1;
 
@@ -57,29 +59,62 @@ static void record_wait(int64_t asked) {
     last_event = events_of_thread();
 }
 
+/* select() that is given `us` of the daemon's time.  Takes what passed off it. */
+static int scaled_select(int count, fd_set *reading, fd_set *writing, fd_set *errors, int64_t *us) {
+    struct timeval real = from_us((int64_t)((double)*us * scale));
+    int64_t start = real_monotonic_us();
+    int result = REAL(select)(count, reading, writing, errors, &real);
+    int saved = errno;
+    int64_t passed = *us;
+
+    if (result != 0) {
+        passed = (int64_t)((double)(real_monotonic_us() - start) / scale);
+        if (passed > *us)
+            passed = *us;
+    }
+    atomic_fetch_add(&waited, passed);
+    *us -= passed;
+    errno = saved;
+    return result;
+}
+
+/* The same in slices, between which the wait may be cut short. */
+static int skippable_select(int count, fd_set *reading, fd_set *writing, fd_set *errors,
+                            int64_t *us) {
+    fd_set watched = *reading;
+
+    while (*us > 0) {
+        if (control_uses_up("skip")) {
+            atomic_fetch_add(&waited, *us);
+            *us = 0;
+            return 0;
+        }
+        int64_t slice = (int64_t)(20000 / scale);
+        if (slice > *us)
+            slice = *us;
+        int64_t left = slice;
+        *reading = watched;
+        int result = scaled_select(count, reading, writing, errors, &left);
+        *us -= slice - left;
+        if (result != 0)
+            return result;
+    }
+    return 0;
+}
+
 int select(int count, fd_set *reading, fd_set *writing, fd_set *errors, struct timeval *timeout) {
     if (!shim_active() || !timeout)
         return REAL(select)(count, reading, writing, errors, timeout);
 
-    int64_t asked = (int64_t)timeout->tv_sec * 1000000 + timeout->tv_usec;
-    record_wait(asked);
+    int64_t left = (int64_t)timeout->tv_sec * 1000000 + timeout->tv_usec;
+    record_wait(left);
     if (control_fails("select"))
         return -1;
 
-    struct timeval real = from_us((int64_t)((double)asked * scale));
-    int64_t start = real_monotonic_us();
-    int result = REAL(select)(count, reading, writing, errors, &real);
-    int saved = errno;
-
-    int64_t passed = asked;
-    if (result != 0) {
-        passed = (int64_t)((double)(real_monotonic_us() - start) / scale);
-        if (passed > asked)
-            passed = asked;
-    }
-    atomic_fetch_add(&waited, passed);
-    *timeout = from_us(asked - passed);
-    errno = saved;
+    bool skippable = left > longest_plain_wait && reading && !writing && !errors;
+    int result =
+        (skippable ? skippable_select : scaled_select)(count, reading, writing, errors, &left);
+    *timeout = from_us(left);
     return result;
 }
 

@@ -1,0 +1,68 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""One lab for the whole run, one daemon for each test.
+
+    /usr/bin/python3 -m pytest tests/system [--build-dir build/release]
+
+The build folder can also be given by HORAD_BUILD.
+"""
+from __future__ import annotations
+
+import os
+import sys
+from pathlib import Path
+from typing import Iterator
+
+import pytest
+
+PROJECT = Path(__file__).resolve().parents[2]
+sys.path[:0] = [str(PROJECT / "tools"), str(PROJECT / "tests" / "system")]
+
+from lab import Build, World  # noqa: E402
+from support.bench import Bench  # noqa: E402
+
+
+def build_of(config: pytest.Config) -> Build:
+    named = config.getoption("--build-dir") or os.environ.get("HORAD_BUILD") or PROJECT / "build" / "release"
+    return Build(Path(named).resolve())
+
+
+def pytest_addoption(parser: pytest.Parser) -> None:
+    parser.addoption("--build-dir", help="the build to test (default: build/release)")
+
+
+def pytest_configure(config: pytest.Config) -> None:
+    config.addinivalue_line("markers", "plain_build: about a build without sanitizers only")
+
+
+def pytest_report_header(config: pytest.Config) -> str:
+    build = build_of(config)
+    return f"daemon: {build.daemon}{' (with sanitizers)' if build.sanitized else ''}"
+
+
+def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item]) -> None:
+    """Memory and the like are no property of a sanitized daemon: not a test of it."""
+    if build_of(config).sanitized:
+        items[:] = [item for item in items if item.get_closest_marker("plain_build") is None]
+
+
+@pytest.fixture(scope="session")
+def build(request: pytest.FixtureRequest) -> Build:
+    return build_of(request.config)
+
+
+@pytest.fixture(scope="session")
+def world(build: Build) -> Iterator[World]:
+    with World(visible=[build.folder]) as lab:
+        yield lab
+
+
+@pytest.fixture
+def bench(world: World, build: Build) -> Iterator[Bench]:
+    """The lab as it was at first, and what a test sets up in it."""
+    world.reset()
+    bench = Bench(world, build)
+    try:
+        yield bench
+        bench.check_ends()
+    finally:
+        bench.clear()

@@ -1,0 +1,96 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""What the daemon costs a device while it has nothing to do."""
+from __future__ import annotations
+
+import os
+import time
+
+import pytest
+
+from lab import TIME_FACTOR, Daemon, wait_for
+from support.bench import PRIMARY, START, UNREACHABLE, Bench
+from support.ntp_server import truthful
+from support.packet import timestamp
+
+
+def sleeps(daemon: Daemon, task) -> int:  # type: ignore[no-untyped-def]
+    return daemon.status_field("voluntary_ctxt_switches", task)
+
+
+def settled(daemon: Daemon):  # type: ignore[no-untyped-def]
+    """The client thread, once it sleeps for good."""
+    task = wait_for("the client thread", lambda: daemon.thread("ntpClient"))
+
+    def quiet() -> bool:
+        before = sleeps(daemon, task)
+        time.sleep(0.1)
+        return sleeps(daemon, task) == before
+
+    wait_for("the client's sleep", quiet)
+    return task
+
+
+@pytest.mark.parametrize("state", ["waiting", "stopped", "failed"])
+def test_client_sleeps_through(bench: Bench, state: str) -> None:
+    """Not preloaded: this is the real wait, of 30, 604800 and 120 seconds."""
+    daemon = bench.polling(UNREACHABLE if state == "failed" else PRIMARY, shim=False)
+    if state == "stopped":
+        bench.vty(daemon).command("ntp disable")
+    task = settled(daemon)
+    before = sleeps(daemon, task)
+    time.sleep(1.5)
+    assert sleeps(daemon, task) == before
+
+
+def test_event_loop_sleeps_through(bench: Bench) -> None:
+    daemon = bench.polling(PRIMARY, shim=False)
+    settled(daemon)
+    before = sleeps(daemon, None)
+    time.sleep(1.5)
+    assert sleeps(daemon, None) - before <= 2  # the library's own timers
+
+
+@pytest.mark.plain_build
+def test_memory_at_rest(bench: Bench) -> None:
+    daemon = bench.daemon(shim=False)
+    assert daemon.status_field("VmRSS") <= 9 * 1024
+
+
+@pytest.mark.plain_build
+def test_memory_does_not_grow(bench: Bench) -> None:
+    bench.server(answer=truthful(timestamp(START)))
+    daemon = bench.polling(PRIMARY)
+    assert daemon.shim is not None
+    session = bench.vty(daemon)
+
+    def busy(rounds: int, events: int) -> int:
+        for _ in range(rounds):
+            for line in ("show ntp", "show ntp json", "show timezone", "ntp server a b", f"ntp server {PRIMARY} {PRIMARY}"):
+                session.command(line)
+        assert daemon.shim is not None
+        daemon.shim.skip(events)
+        daemon.shim.wait_events("flush", len(daemon.shim.events("flush")) + events, 30)
+        return daemon.status_field("VmRSS")
+
+    first = busy(50, 20)
+    assert busy(300, 60) - first <= 512
+
+
+def test_descriptors_do_not_leak(bench: Bench) -> None:
+    bench.server(answer=truthful(timestamp(START)))
+    daemon = bench.polling(PRIMARY)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("flush")
+    daemon.shim.skip()
+    daemon.shim.wait_events("flush", 2)
+    wait_for("the wait", lambda: daemon.shim is not None and daemon.shim.events()[-1].name == "select")
+
+    def descriptors() -> int:
+        return len(os.listdir(f"/proc/{daemon.pid}/fd"))
+
+    before = descriptors()
+    daemon.shim.skip(20)
+    daemon.shim.wait_events("flush", 22, 20 * TIME_FACTOR)
+    for _ in range(20):
+        bench.vty(daemon).close()
+    wait_for("the same number of descriptors", lambda: descriptors() == before)

@@ -1,0 +1,154 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The process: its options, the files it leaves, what it exports."""
+from __future__ import annotations
+
+import os
+import signal
+import socket
+import subprocess
+from pathlib import Path
+
+import pytest
+
+from lab import BASE_CONFIG, DAEMON_ADDRESS, Build, World, number_inside, wait_for
+from support.bench import PRIMARY, Bench, configured
+
+EXPORTED = {
+    "get_is_using_dst",
+    "ntp_lock",
+    "ntp_unlock",
+    "set_g_ntp_en",
+    "set_is_using_dst",
+    "set_system_timezone_by_path",
+    "show_system_timezone",
+}
+
+
+def answers(world: World, address: str, port: int) -> bool:
+    with world.socket("daemon", socket.SOCK_STREAM) as probe:
+        probe.settimeout(5)
+        return probe.connect_ex((address, port)) == 0
+
+
+def wait_answer(world: World, address: str, port: int) -> None:
+    wait_for(f"an answer from {address} port {port}", lambda: answers(world, address, port))
+
+
+def test_help(bench: Bench) -> None:
+    daemon = bench.daemon(arguments=["--help"], ready=False)
+    assert daemon.wait() == 0
+    text = daemon.stdout()
+    assert text.startswith(b"Usage: horad [OPTION...]\n\nImplementation of the NTP protocol.\n\n")
+    assert b"-f, --config_file" in text
+    assert daemon.stderr() == b""
+
+
+@pytest.mark.parametrize("option", ["--nonsense", "-Q", "--vty_port"])
+def test_unknown_option(bench: Bench, option: str) -> None:
+    daemon = bench.daemon(arguments=[option], ready=False)
+    assert daemon.wait() == 1
+    assert b"Usage: horad [OPTION...]" in daemon.stderr()
+    assert daemon.stdout() == b""
+
+
+def test_version(bench: Bench) -> None:
+    daemon = bench.daemon(arguments=["--version"], ready=False)
+    assert daemon.wait() == 0
+    assert daemon.stdout().startswith(b"horad version ")
+
+
+@pytest.mark.parametrize("option", ["-f", "--config_file"])
+def test_configuration_file(bench: Bench, option: str) -> None:
+    bench.world.path("/etc/other.conf").write_text(configured(PRIMARY))
+    daemon = bench.daemon("password wrong\n", arguments=[option, "/etc/other.conf"])
+    assert bench.vty(daemon).command("show ntp").startswith(b"NTP server is 10.77.0.1, ")
+    # It is also where the configuration is saved.
+    answer = bench.vty(daemon, "enable").command("write file")
+    assert answer == b"Configuration saved to /etc/other.conf\r\n"
+
+
+def test_pid_file(bench: Bench) -> None:
+    daemon = bench.daemon(arguments=["-i", "/tmp/my.pid"])
+    inside = number_inside(Path(f"/proc/{daemon.pid}/status").read_text())
+    assert bench.world.path("/tmp/my.pid").read_text() == f"{inside}\n"
+
+
+def test_default_places(bench: Bench) -> None:
+    bench.daemon()
+    assert bench.world.path("/run/frr/horad.pid").exists()
+    assert bench.world.path("/run/frr/horad.vty").is_socket()
+
+
+def test_port_and_address(bench: Bench) -> None:
+    bench.daemon(arguments=["-P", "2799", "-A", DAEMON_ADDRESS], ready=False)
+    wait_answer(bench.world, DAEMON_ADDRESS, 2799)
+    assert not answers(bench.world, "127.0.0.1", 2799)
+    assert not answers(bench.world, DAEMON_ADDRESS, 2705)
+
+
+def test_default_port(bench: Bench) -> None:
+    bench.daemon()
+    for address in ("127.0.0.1", DAEMON_ADDRESS):
+        assert answers(bench.world, address, 2705)
+
+
+def test_no_port(bench: Bench) -> None:
+    bench.daemon(arguments=["-P", "0"], ready=False)
+    wait_for("the local socket", bench.world.path("/run/frr/horad.vty").exists)
+    assert not answers(bench.world, "127.0.0.1", 2705)
+
+
+def test_folder_of_the_local_socket(bench: Bench) -> None:
+    bench.daemon(arguments=["--vty_socket", "/tmp"])
+    assert bench.world.path("/tmp/horad.vty").is_socket()
+    assert not bench.world.path("/run/frr/horad.vty").exists()
+
+
+def test_log_option(bench: Bench) -> None:
+    log = bench.world.path("/tmp/horad.log")
+    daemon = bench.daemon(arguments=["--log", "file:/tmp/horad.log", "--log-level", "info"])
+    daemon.send_signal(signal.SIGHUP)
+    wait_for("the message", lambda: log.exists() and b"SIGHUP received\n" in log.read_bytes())
+    assert b" HORAD: " in log.read_bytes().splitlines()[-1]
+
+
+def test_log_on_standard_output(bench: Bench) -> None:
+    daemon = bench.daemon(arguments=["--log", "stdout", "--log-level", "info"])
+    daemon.send_signal(signal.SIGHUP)
+    daemon.wait_stdout(b"SIGHUP received\n")
+
+
+def test_daemonised(bench: Bench) -> None:
+    daemon = bench.daemon(configured(PRIMARY), arguments=["-d", "-i", "/tmp/my.pid"], ready=False)
+    assert daemon.wait() == 0
+    (pid,) = wait_for("the daemon in the background", bench.world.orphans)
+    wait_answer(bench.world, "127.0.0.1", 2705)
+    assert bench.world.path("/tmp/my.pid").read_text() == (
+        f"{number_inside(Path(f'/proc/{pid}/status').read_text())}\n"
+    )
+    # The client was started after the fork, in the process that stayed.
+    assert daemon.shim is not None
+    daemon.shim.requests(1)
+    assert bench.vty(daemon).command("show ntp").startswith(b"NTP server is")
+    os.kill(pid, signal.SIGTERM)
+    wait_for("its end", lambda: not bench.world.orphans())
+
+
+def test_client_thread_has_its_name(bench: Bench) -> None:
+    daemon = bench.polling(PRIMARY)
+    wait_for("the client thread", lambda: daemon.thread("ntpClient"))
+
+
+def test_working_without_a_terminal_or_shim(bench: Bench) -> None:
+    """As it is shipped: nothing preloaded."""
+    daemon = bench.daemon(BASE_CONFIG, shim=False)
+    assert bench.vty(daemon).command("show ntp") == b"NTP protcol is disable!\r\r\n"
+
+
+def test_exported_names(build: Build) -> None:
+    listing = subprocess.run(
+        ["nm", "-D", "--defined-only", str(build.daemon)], check=True, capture_output=True, text=True
+    ).stdout
+    code = {line.split()[-1] for line in listing.splitlines() if line.split()[-2] in "TW"}
+    runtime = {name for name in code if name.startswith(("_", "__"))}
+    assert code - runtime == EXPORTED

@@ -1,0 +1,131 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The four signals, at every moment."""
+from __future__ import annotations
+
+import signal
+from signal import Signals
+
+import pytest
+
+from lab import BASE_CONFIG, CONFIG, Daemon, wait_for
+from support.bench import CALM, PRIMARY, START, Bench, configured
+from support.ntp_server import truthful
+from support.packet import timestamp
+
+LOG = "/tmp/horad.log"
+LOGGING = f"log file {LOG} debugging\n"
+TERMINATING = b"Terminating on signal\n"
+ENDS = pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
+
+
+def log(bench: Bench) -> bytes:
+    path = bench.world.path(LOG)
+    return path.read_bytes() if path.exists() else b""
+
+
+def messages(text: bytes) -> list[bytes]:
+    """The texts of a log, without time, program and the library's mark."""
+    return [line.split(b"] ", 1)[-1] for line in text.splitlines(keepends=True)]
+
+
+def ends_well(bench: Bench, daemon: Daemon, number: Signals) -> None:
+    assert daemon.stop(number) == 0
+    assert messages(log(bench)).count(TERMINATING) == 1
+
+
+@ENDS
+def test_end_while_idle(bench: Bench, number: Signals) -> None:
+    ends_well(bench, bench.daemon(BASE_CONFIG + LOGGING), number)
+
+
+@ENDS
+def test_end_while_waiting(bench: Bench, number: Signals) -> None:
+    daemon = bench.daemon(LOGGING + configured(PRIMARY), scale=CALM)
+    assert daemon.shim is not None
+    daemon.shim.requests(1)
+    ends_well(bench, daemon, number)
+
+
+@ENDS
+def test_end_while_stopped(bench: Bench, number: Signals) -> None:
+    daemon = bench.daemon(LOGGING + configured(PRIMARY))
+    bench.vty(daemon).command("ntp disable")
+    ends_well(bench, daemon, number)
+
+
+@ENDS
+def test_end_during_a_command(bench: Bench, number: Signals) -> None:
+    bench.server(answer=truthful(timestamp(START)))
+    daemon = bench.daemon(LOGGING + configured(PRIMARY), system_sleep=60)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("system")
+    ends_well(bench, daemon, number)
+    assert daemon.shim.events("diff_time") == []
+
+
+@ENDS
+def test_end_during_a_lookup(bench: Bench, number: Signals) -> None:
+    daemon = bench.daemon(LOGGING + configured("ntp1.lab"), lookup_sleep=60)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("lookup")
+    ends_well(bench, daemon, number)
+
+
+def test_end_with_sessions_open(bench: Bench) -> None:
+    daemon = bench.daemon(BASE_CONFIG + LOGGING)
+    session = bench.vty(daemon)
+    ends_well(bench, daemon, signal.SIGTERM)
+    assert session.read_to_end() == b""
+
+
+def test_two_ends_at_once(bench: Bench) -> None:
+    daemon = bench.daemon(BASE_CONFIG + LOGGING)
+    daemon.send_signal(signal.SIGINT)
+    ends_well(bench, daemon, signal.SIGTERM)
+
+
+def test_hangup_is_only_logged(bench: Bench) -> None:
+    daemon = bench.daemon(LOGGING + configured(PRIMARY))
+    session = bench.vty(daemon)
+    before = session.command("show ntp json")
+    bench.world.path(CONFIG).write_text(LOGGING + configured("10.77.0.9"))
+    for count in (1, 2):
+        daemon.send_signal(signal.SIGHUP)
+        wait_for("the message", lambda: messages(log(bench)).count(b"SIGHUP received\n") == count)
+    assert session.command("show ntp json") == before
+    assert daemon.shim is not None
+    assert {event["address"] for event in daemon.shim.events("sendto")} <= {PRIMARY}
+
+
+def test_rotation(bench: Bench) -> None:
+    daemon = bench.daemon(BASE_CONFIG + LOGGING)
+    daemon.send_signal(signal.SIGHUP)
+    wait_for("the first message", lambda: b"SIGHUP received" in log(bench))
+    old = bench.world.path("/tmp/horad.log.old")
+    bench.world.path(LOG).rename(old)
+    before = old.read_bytes()
+
+    daemon.send_signal(signal.SIGUSR1)
+    wait_for("the new log", bench.world.path(LOG).exists)
+    daemon.send_signal(signal.SIGHUP)
+    wait_for("the second message", lambda: b"SIGHUP received" in log(bench))
+    # Nothing about the rotation itself, and nothing more in the old file.
+    assert messages(log(bench)) == [b"SIGHUP received\n"]
+    assert old.read_bytes() == before
+
+
+def test_rotation_without_a_log(bench: Bench) -> None:
+    daemon = bench.daemon()
+    daemon.send_signal(signal.SIGUSR1)
+    assert bench.vty(daemon).command("show ntp") == b"NTP protcol is disable!\r\r\n"
+    assert daemon.stderr() == b""
+
+
+def test_signals_do_not_disturb_the_client(bench: Bench) -> None:
+    daemon = bench.daemon(LOGGING + configured(PRIMARY), scale=0.01)
+    assert daemon.shim is not None
+    daemon.shim.requests(1)
+    for count in range(1, 6):
+        daemon.send_signal(signal.SIGHUP)
+        wait_for("the message", lambda: messages(log(bench)).count(b"SIGHUP received\n") == count)
+    assert daemon.shim.requests(2)[1].waited == 30

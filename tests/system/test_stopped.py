@@ -1,0 +1,122 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""A client that was stopped, and one that is started again."""
+from __future__ import annotations
+
+import time
+
+from support.bench import FAST, PRIMARY, SECONDARY, START, Bench
+from support.ntp_server import truthful
+from support.packet import Packet, timestamp
+
+THEN = timestamp(START + 1000)
+
+
+def test_stop_ends_the_requests(bench: Bench) -> None:
+    server = bench.server()
+    daemon = bench.polling(PRIMARY, scale=FAST)
+    server.wait_requests(2)
+    session = bench.vty(daemon)
+    assert session.command("ntp disable") == b""
+    assert daemon.shim is not None
+    daemon.shim.wait_events("select", when=lambda event: event["timeout"] == 604800)
+    sent = len(server.requests)
+    time.sleep(0.5)  # 500 s of the daemon's
+    assert len(server.requests) == sent
+    assert session.command("show ntp") == b"NTP protcol is disable!\r\r\n"
+
+
+def test_end_of_the_long_wait_sends_nothing(bench: Bench) -> None:
+    daemon = bench.polling(PRIMARY, scale=FAST)
+    assert daemon.shim is not None
+    shim = daemon.shim
+    shim.requests(1)
+    bench.vty(daemon).command("ntp disable")
+
+    def long_waits(count: int) -> None:
+        shim.wait_events("select", count, when=lambda event: event["timeout"] == 604800)
+
+    long_waits(1)
+    sent = len(shim.events("sendto"))
+    before = shim.events()[-1].waited
+    for _ in range(2):
+        shim.skip()
+        time.sleep(0.2)
+    bench.vty(daemon).command("ntp enable")
+    shim.requests(sent + 1)
+    # Two weeks went by without a request: the third is the restart's.
+    assert shim.events("sendto")[sent].waited - before > 2 * 604000
+
+
+def test_answer_while_stopped_is_left_alone(bench: Bench) -> None:
+    server = bench.server()
+    daemon = bench.polling(PRIMARY)
+    server.wait_requests(1)
+    session = bench.vty(daemon)
+    session.command("ntp disable")
+    assert daemon.shim is not None
+    daemon.shim.wait_events("select", when=lambda event: event["timeout"] == 604800)
+    server.send(Packet(transmit=THEN))
+    time.sleep(0.3)
+    assert daemon.shim.events("recvfrom", "settimeofday") == []
+
+    # Back on, what waits in the socket is read before anything is sent.
+    session.command("ntp enable")
+    daemon.shim.wait_events("flush")
+    names = [event.name for event in daemon.shim.events("sendto", "recvfrom", "settimeofday")]
+    assert names == ["sendto", "recvfrom", "settimeofday"]
+
+
+def test_restart_goes_to_the_primary_at_once(bench: Bench) -> None:
+    first, second = bench.server(), bench.server(SECONDARY)
+    daemon = bench.polling(PRIMARY, SECONDARY, scale=0.01)
+    second.wait_requests(2)  # the client now waits 120 s for the secondary
+    asked = len(first.requests)
+    bench.vty(daemon).command("ntp enable")
+    first.wait_requests(asked + 2)
+    assert daemon.shim is not None
+    sent = daemon.shim.events("sendto")
+    again = [event for event in sent if event["address"] == PRIMARY][asked:]
+    last_to_second = [event for event in sent if event["address"] == SECONDARY][-1]
+    assert again[0].waited - last_to_second.waited < 120
+    # A first request again: the next follows after 30 s.
+    assert round(again[1].waited - again[0].waited, 3) == 30
+    # And nothing went to the secondary in between.
+    assert len(second.requests) == 2
+
+
+def test_restart_after_stop(bench: Bench) -> None:
+    first, second = bench.server(), bench.server(SECONDARY)
+    daemon = bench.polling(PRIMARY, SECONDARY, scale=FAST)
+    second.wait_requests(1)
+    session = bench.vty(daemon)
+    session.command("ntp disable")
+    assert daemon.shim is not None
+    daemon.shim.wait_events("select", when=lambda event: event["timeout"] == 604800)
+    asked = len(first.requests)
+    session.command("ntp enable")
+    first.wait_requests(asked + 3)
+    again = [event for event in daemon.shim.events("sendto") if event["address"] == PRIMARY][asked:]
+    assert [round(event.waited - again[0].waited, 3) for event in again[:3]] == [0, 30, 150]
+
+
+def test_restart_ends_the_week_after_an_answer(bench: Bench) -> None:
+    server = bench.server(answer=truthful(THEN))
+    daemon = bench.polling(PRIMARY)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("flush")
+    bench.vty(daemon).command("ntp enable")
+    server.wait_requests(2)
+    daemon.shim.wait_events("flush", 2)
+
+
+def test_disable_twice(bench: Bench) -> None:
+    daemon = bench.polling(PRIMARY)
+    assert daemon.shim is not None
+    daemon.shim.requests(1)
+    session = bench.vty(daemon)
+    assert session.command("ntp disable") == b""
+    assert session.command("ntp disable") == b""
+    assert session.command("show ntp") == b"NTP protcol is disable!\r\r\n"
+    session.command("ntp enable")
+    daemon.shim.requests(2)
+    assert b"ntp read signal pipe failed" not in daemon.stdout()
