@@ -186,6 +186,17 @@ def test_interrupted_wait(bench: Bench) -> None:
     assert daemon.stderr() == b""
 
 
+def test_interrupted_longer_wait(bench: Bench) -> None:
+    """Any other wait goes on where it was."""
+    daemon = bench.daemon(scale=FAST)
+    assert daemon.shim is not None
+    daemon.shim.fail("select", "EINTR", 1, after=1)
+    session = bench.vty(daemon)
+    session.command(f"ntp server {PRIMARY}")
+    session.command("ntp enable")
+    assert attempts(daemon, 3) == [(time, PRIMARY) for time in (0, 30, 150)]
+
+
 def test_failing_wait(bench: Bench) -> None:
     """Any other error is told, and the pass goes on as after a time-out."""
     daemon = bench.daemon(scale=FAST)

@@ -64,7 +64,7 @@ PACKETS = {
 @pytest.mark.parametrize("packet", PACKETS.values(), ids=PACKETS.keys())
 def test_line(bench: Bench, packet: Packet) -> None:
     bench.server(answer=lambda _: [packet])
-    # Buffered: it comes out at once because it is flushed.
+    # Left as it is buffered: it comes out at once all the same.
     daemon = bench.polling(PRIMARY, clock_frozen=START, unbuffered=0)
     assert printed(daemon) == line(packet, NOW)
 

@@ -57,8 +57,8 @@ class Shim:
         self._settings.update(settings)
         self._write({})
 
-    def fail(self, call: str, error: str, times: int | None = None) -> None:
-        """Lets a call fail: fail("settimeofday", "EPERM"), the next `times` times.
+    def fail(self, call: str, error: str, times: int | None = None, after: int = 0) -> None:
+        """Lets a call fail: fail("settimeofday", "EPERM"), `times` times after `after` calls.
 
         What is counted lasts until the next change of a setting.
         """
@@ -66,7 +66,7 @@ class Shim:
         if times is None:
             self.set(**{f"{call}_errno": number})
         else:
-            self._write({f"{call}_errno": f"{number} {times}"})
+            self._write({f"{call}_errno": f"{number} {times} {after}"})
 
     def skip(self, times: int = 1) -> None:
         """Ends a wait of more than 200 s at once, the one under way included."""

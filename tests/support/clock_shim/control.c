@@ -73,9 +73,10 @@ static struct {
     } counts[max_counts];
 } used = {.lock = PTHREAD_MUTEX_INITIALIZER, .serial = -1};
 
-static bool use_up_one(const char *key, int allowed) {
+/* Counts a use; whether it is one of the `allowed` ones that follow the first `spared`. */
+static bool use_up_one(const char *key, int spared, int allowed) {
     double serial = control_number("serial", 0);
-    bool left = false;
+    bool hit = false;
 
     pthread_mutex_lock(&used.lock);
     if (serial != used.serial) {
@@ -87,28 +88,29 @@ static bool use_up_one(const char *key, int allowed) {
             snprintf(used.counts[i].key, sizeof(used.counts[i].key), "%s", key);
         if (strcmp(used.counts[i].key, key) != 0)
             continue;
-        left = used.counts[i].times < allowed;
-        used.counts[i].times += left;
+        int before = used.counts[i].times++;
+        hit = before >= spared && before < spared + allowed;
         break;
     }
     pthread_mutex_unlock(&used.lock);
-    return left;
+    return hit;
 }
 
 bool control_uses_up(const char *key) {
     char value[64];
 
-    return control_text(key, value, sizeof(value)) && use_up_one(key, atoi(value));
+    return control_text(key, value, sizeof(value)) && use_up_one(key, 0, atoi(value));
 }
 
 bool control_fails(const char *call) {
     char key[64], value[64];
-    int number = 0, times = 0;
+    int number = 0, times = 0, spared = 0;
 
     snprintf(key, sizeof(key), "%s_errno", call);
     if (!control_text(key, value, sizeof(value)))
         return false;
-    if (sscanf(value, "%d %d", &number, &times) == 2 && !use_up_one(call, times))
+    if (sscanf(value, "%d %d %d", &number, &times, &spared) >= 2 &&
+        !use_up_one(call, spared, times))
         return false;
     errno = number;
     return number != 0;

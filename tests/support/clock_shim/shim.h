@@ -17,10 +17,10 @@
  *   scale FACTOR           a select() of 30 s takes 30 x FACTOR seconds
  *   unbuffered 1           standard output is not buffered
  * Settings that can change:
- *   CALL_errno E [N]       CALL fails with errno E, the next N times or for ever;
- *                          settimeofday, adjtimex, sendto, recvfrom, select,
- *                          socket, pthread_create (for pthread_create E is the
- *                          result)
+ *   CALL_errno E [N [S]]   CALL fails with errno E, for ever or N times (after S
+ *                          times that work); for settimeofday, adjtimex, sendto,
+ *                          recvfrom, select, socket and pthread_create (there E
+ *                          is the result)
  *   skip N                 the next N waits of more than 200 s are over at once,
  *                          the one under way included
  *   serial N               N of the two above counts anew when it changes
