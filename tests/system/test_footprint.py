@@ -63,10 +63,12 @@ def test_memory_does_not_grow(bench: Bench) -> None:
     assert daemon.shim is not None
     session = bench.vty(daemon)
 
+    shows = ["show ntp", "show ntp json", "show timezone"]
+    changes = ["ntp server a b", f"ntp server {PRIMARY} {PRIMARY}"]
+
     def busy(rounds: int, events: int) -> int:
-        for _ in range(rounds):
-            for line in ("show ntp", "show ntp json", "show timezone", "ntp server a b", f"ntp server {PRIMARY} {PRIMARY}"):
-                session.command(line)
+        for line in (shows + changes) * rounds:
+            session.command(line)
         assert daemon.shim is not None
         daemon.shim.skip(events)
         daemon.shim.wait_events("flush", len(daemon.shim.events("flush")) + events, 30)

@@ -52,6 +52,7 @@ class World:
 
     def __init__(self, visible: Sequence[Path] = ()) -> None:
         self._processes: list[subprocess.Popen[bytes]] = []
+        self._opened: list[int] = []
         folders = [str(Path(folder).resolve()) for folder in (PROJECT, *visible)]
         self._holder = subprocess.Popen(
             [sys.executable, str(_LAB / "holder.py"), *folders],
@@ -72,9 +73,9 @@ class World:
                 "daemon": f"{own}/fd/{holder.DAEMON_NETWORK_FD}",
                 "servers": f"{own}/fd/{holder.SERVER_NETWORK_FD}",
             }
-            self._networks = {name: os.open(path, os.O_RDONLY) for name, path in self._network_paths.items()}
-            self._process_space = os.open(f"{own}/ns/pid", os.O_RDONLY)
-            self._own_process_space = os.open("/proc/self/ns/pid", os.O_RDONLY)
+            self._networks = {name: self._open(path) for name, path in self._network_paths.items()}
+            self._process_space = self._open(f"{own}/ns/pid")
+            self._own_process_space = self._open("/proc/self/ns/pid")
             self.reset()
         except BaseException:
             self.close()
@@ -95,9 +96,13 @@ class World:
         if self._holder.stdout is not None:
             self._holder.stdout.close()
         self._holder.wait()
-        for fd in (*getattr(self, "_networks", {}).values(),):
+        for fd in self._opened:
             os.close(fd)
-        self._networks = {}
+        self._opened.clear()
+
+    def _open(self, path: str) -> int:
+        self._opened.append(os.open(path, os.O_RDONLY))
+        return self._opened[-1]
 
     # --- folders
 
