@@ -11,6 +11,7 @@
 #include "vty.h"
 
 #include "ntp_state.h"
+#include "tz/process_zone.h"
 
 int32_t set_system_timezone_by_path(const char *path) {
     constexpr int32_t null_argument = -27;
@@ -22,6 +23,8 @@ int32_t set_system_timezone_by_path(const char *path) {
         std::perror("symlink err");
         return failed;
     }
+    // The file behind an unset TZ is another one now; a TZ that is set still wins.
+    forget_default_zone();
     tzset();
     debug_printf("\r\n>>>>Set system timezone %s successfully!\r\n", path);
     return 0;

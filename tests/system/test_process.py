@@ -14,6 +14,9 @@ from lab import BASE_CONFIG, DAEMON_ADDRESS, Build, World, number_inside, wait_f
 from support.bench import PRIMARY, Bench, configured
 
 EXPORTED = {
+    *("ctime", "ctime_r", "gmtime", "gmtime_r", "localtime", "localtime_r", "mktime", "tzset"),
+    *("icalloc", "icatalloc", "icfree", "icpyalloc", "ifree", "imalloc", "irealloc", "scheck"),
+    *("localtime_rz", "mktime_z", "tzalloc", "tzfree"),
     "get_is_using_dst",
     "ntp_lock",
     "ntp_unlock",

@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "tz/zone_index.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "tz/calendar.h"
+#include "tz/zone_state.h"
+
+namespace {
+
+/// Slots start no earlier than this (1833): a few zones begin with a transition
+/// at the beginning of time, which would make every slot centuries long.
+constexpr std::int64_t earliest_slot = -(std::int64_t{1} << 32);
+
+/// And they end before this, so that years within them fit any tm_year.
+constexpr std::int64_t latest_slot = std::int64_t{1} << 46;
+
+/// The end of time.
+constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
+
+void find_offset_range(const zone_state &zone, zone_index &index) {
+    index.lowest_offset = index.highest_offset = zone.types[0].utc_offset;
+    for (int i = 1; i < zone.type_count; ++i) {
+        index.lowest_offset = std::min(index.lowest_offset, zone.types[i].utc_offset);
+        index.highest_offset = std::max(index.highest_offset, zone.types[i].utc_offset);
+    }
+}
+
+/// Whether the transitions from `first` to `last` increase.  Those of files do;
+/// rule times of many days in a TZ string can make others.
+bool increase(const std::int64_t *times, int first, int last) {
+    for (int i = first + 1; i <= last; ++i)
+        if (times[i - 1] >= times[i])
+            return false;
+    return true;
+}
+
+/// first, last  the transitions at the start and the end of the slots
+///
+/// Returns false when the transitions between them do not increase.
+bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) {
+    const std::int64_t *const times = zone.transition_times;
+    const std::int64_t begin = times[first];
+    const std::uint64_t span =
+        static_cast<std::uint64_t>(times[last]) - static_cast<std::uint64_t>(begin);
+    int shift = 0;
+    while ((span >> shift) >= zone_index_slots)
+        ++shift;
+    index.begin = begin;
+    index.span = span;
+    index.shift = shift;
+
+    // Few transitions lie more than four slots apart: each one marks so many
+    // slots behind it, and what it marked too far the next ones mark again.
+    constexpr std::uint64_t four_times = 0x0001'0001'0001'0001;
+    const auto mark_four = [&](std::size_t slot, int passed) {
+        const std::uint64_t marks = static_cast<std::uint64_t>(passed) * four_times;
+        std::memcpy(index.passed + slot, &marks, sizeof marks);
+    };
+    std::size_t marked = 0;
+    std::uint64_t passed_position = 0;
+    mark_four(marked, first + 1);
+    for (int i = first + 1; i <= last; ++i) {
+        const std::uint64_t position =
+            static_cast<std::uint64_t>(times[i]) - static_cast<std::uint64_t>(begin);
+        if (position <= passed_position || position > span)
+            return false;
+        passed_position = position;
+        const auto next = static_cast<std::size_t>((position - 1) >> shift) + 1;
+        if (next > marked + 4)
+            std::fill(index.passed + marked + 4, index.passed + next,
+                      static_cast<std::uint16_t>(i));
+        marked = next;
+        mark_four(marked, i + 1);
+    }
+    return true;
+}
+
+/// Behind the table, for one that repeats what is in it.
+std::int64_t end_of_table(const zone_state &zone) {
+    const std::int64_t last = zone.index.last;
+    return zone.go_ahead && last < never ? last + 1 : never;
+}
+
+/// Where a zone begins to repeat: a cycle after its rules, or behind the table.
+std::int64_t find_repetition(const zone_state &zone) {
+    const int rules_from = zone.index.rules_from;
+    std::int64_t from = never;
+    if (!zone.go_ahead || zone.leap_count > 0 || rules_from >= zone.transition_count ||
+        __builtin_add_overflow(zone.transition_times[rules_from], seconds_per_400_years, &from))
+        return end_of_table(zone);
+    return std::min(from, end_of_table(zone));
+}
+
+/// The last transition to have a slot.
+int find_last_indexed(const zone_state &zone) {
+    const std::int64_t *const end = zone.transition_times + zone.transition_count;
+    const std::int64_t latest = std::min(latest_slot, zone.index.repeated_from);
+    const std::int64_t *const behind = std::lower_bound(zone.transition_times, end, latest);
+    return static_cast<int>(std::min(behind, end - 1) - zone.transition_times);
+}
+
+} // namespace
+
+void build_index(zone_state &zone) {
+    zone_index &index = zone.index;
+    const std::int64_t *const times = zone.transition_times;
+    const int count = zone.transition_count;
+
+    find_offset_range(zone, index);
+    index.begin = 0;
+    index.span = 0;
+    index.shift = 0;
+    index.last = count > 0 ? times[count - 1] : 0;
+    index.repeated_from = find_repetition(zone);
+
+    int first = 0;
+    while (first < count - 1 && times[first] < earliest_slot)
+        ++first;
+    const int last = count > 0 ? find_last_indexed(zone) : 0;
+    if (zone.leap_count > 0 || first >= last || times[last] > latest_slot)
+        index.ordered = increase(times, 0, count - 1);
+    else // what follows the slots is in the order of what they hold
+        index.ordered = increase(times, 0, first) && fill_slots(zone, first, last, index);
+    if (!index.ordered) {
+        index.span = 0;
+        index.repeated_from = end_of_table(zone);
+    }
+}

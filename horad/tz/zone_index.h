@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// Finding the transition in force at a time without searching them all.
+//
+// The span of a zone's transitions is cut into slots of equal length, short
+// enough that a slot of a zone with two changes a year hardly ever holds more
+// than one.  For each slot the index holds how many transitions lie at or
+// before its start; a look-up then compares with the next one only.
+//
+// A table that repeats every 400 years is indexed for as long as it takes to
+// repeat; later times are moved back by whole cycles.
+#pragma once
+
+#include <cstdint>
+
+struct zone_state;
+
+inline constexpr int zone_index_slots = 4096;
+
+struct zone_index {
+    std::int64_t begin;          ///< start of the first slot
+    std::uint64_t span;          ///< the slots serve times begin .. begin + span - 1;
+                                 ///< 0 for a zone with leap seconds
+    std::int64_t last;           ///< the last transition
+    std::int64_t repeated_from;  ///< what is from here on, was 400 years before; the
+                                 ///< end of time for a zone that does not repeat
+    std::int64_t lowest_offset;  ///< of all types
+    std::int64_t highest_offset; ///< of all types
+    int rules_from;              ///< the first of the transitions at the table's end that
+                                 ///< follow a pair of rules; their count when none do
+    int shift;                   ///< a slot is 2^shift seconds long
+    bool ordered;                ///< the transitions increase, as those of files do
+    std::uint16_t passed[zone_index_slots + 4]; ///< transitions up to a slot's start
+};
+
+/// Builds the index of a record that is otherwise complete.  Of the index only
+/// rules_from is to be set before.
+void build_index(zone_state &zone);

@@ -1,0 +1,110 @@
+/* SPDX-License-Identifier: GPL-2.0-or-later */
+/*
+ * The time-zone engine, for code that runs inside the daemon's process.
+ *
+ * The engine also serves the standard names (tzset, localtime, localtime_r,
+ * gmtime, gmtime_r, ctime, ctime_r, mktime) for everything in the process,
+ * libraries included; <time.h> declares those.  They differ from the C library's
+ * in three ways: localtime_r() loads the zone only when none was loaded yet (or
+ * TZ has 256 characters or more), an unusable TZ is UTC named "GMT", and mktime()
+ * finds no time for one that a clock change skipped unless tm_isdst is 0 or 1.
+ *
+ * Threads: zone objects need no lock as long as nobody frees them meanwhile.
+ * tzset(), localtime(), gmtime(), ctime() and mktime() share the process's zone,
+ * one result and tzname; call them on one thread at a time, and change TZ on
+ * that thread only.  gmtime_r() is safe anywhere, and so is localtime_r() once
+ * the zone was loaded.
+ */
+#ifndef HORAD_TZ_H
+#define HORAD_TZ_H
+
+#include <stddef.h>
+#include <time.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A zone of one's own. */
+typedef struct zone_state *timezone_t;
+typedef const struct zone_state *const_timezone_t;
+
+/*
+ * Makes a zone object.
+ *
+ * name  a zone file below /usr/share/zoneinfo/ or with an absolute path, or else
+ *       a POSIX TZ string; a name that begins with ":" is a file only.  Empty:
+ *       UTC named "GMT", without any file.  Null: the default zone,
+ *       /etc/localtime.
+ *
+ * Returns the object, one block of the memory type "NTP client" to be given back
+ * with tzfree(); null with errno set (ENOENT, EACCES, EINVAL for a damaged file,
+ * ENAMETOOLONG, ...) when there is no such zone.
+ */
+timezone_t tzalloc(const char *name);
+
+/* Gives a zone object back.  Null is allowed. */
+void tzfree(timezone_t zone);
+
+/*
+ * Local time in a zone.
+ *
+ * zone    null: UTC, whose abbreviation is empty until gmtime(), gmtime_r() or
+ *         mktime_z() has loaded it
+ * time    seconds since 1970-01-01 00:00:00 UTC, any 64-bit number
+ * result  all fields are set; tm_gmtoff in seconds east of UTC; tm_zone points
+ *         into the zone object and lives as long as it does
+ *
+ * Returns `result`; null when the year does not fit tm_year (errno EOVERFLOW, or
+ * unchanged for a time beyond the zone's table).
+ */
+struct tm *localtime_rz(const_timezone_t zone, const time_t *time, struct tm *result);
+
+/*
+ * The time that reads like `tm` in a zone.
+ *
+ * zone  null: UTC
+ * tm    year to second; fields out of their ranges carry over.  tm_isdst above 0
+ *       asks for daylight-saving time, 0 for standard time, below 0 for either:
+ *       it chooses between two times that read alike, and moves one that a clock
+ *       change skipped.  tm_gmtoff, when it lies within a day, is preferred
+ *       among times that read alike.  On success all fields are set as
+ *       localtime_rz() sets them.
+ *
+ * Returns the time; -1 when there is none (or `tm` is null: errno EINVAL).
+ * -1 is also the last second of 1969: tm_wday is set only on success.
+ */
+time_t mktime_z(const_timezone_t zone, struct tm *tm);
+
+/*
+ * Allocation on the memory type "NTP client".  Sizes in bytes; 0 gets one byte.
+ * Memory that cannot be had ends the process, as everywhere in libfrr; null is
+ * only returned by icalloc() for a product beyond SIZE_MAX.
+ */
+void *imalloc(size_t n);
+void *icalloc(size_t n, size_t size);    /* zeroed */
+void *irealloc(void *pointer, size_t n); /* null: like imalloc */
+void ifree(void *pointer);               /* null is allowed */
+void icfree(void *pointer);              /* the same */
+
+/*
+ * Strings on the same memory.  icatalloc() appends `text` to `old`, whose block
+ * it takes over; a null `text` appends nothing, a null `old` is an empty string.
+ */
+char *icatalloc(char *old, const char *text);
+char *icpyalloc(const char *text);
+
+/*
+ * Whether a string matches a scanf() format completely, from its first to its
+ * last character.  Nothing is assigned.
+ *
+ * Returns `format` when it does, an empty text when something is left over or
+ * an argument is null.
+ */
+const char *scheck(const char *string, const char *format);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

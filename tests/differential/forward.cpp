@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include <climits>
+
+#include "differential/broken_down.h"
+#include "differential/c_library.h"
+#include "differential/known_differences.h"
+#include "differential/parts.h"
+#include "differential/zone_files.h"
+
+namespace {
+
+/// The C library's answer for the same moment some 400-year cycles nearer to
+/// the present, moved to the year asked for.  Behind every zone's own changes
+/// and within some hundred years of 1970 it can be trusted.
+const struct tm *folded_answer(std::int64_t when, struct tm &result) {
+    const std::int64_t near = when > 0 ? 32503680000 : cycle_seconds;
+    const std::int64_t cycles = (when - near) / cycle_seconds;
+    const time_t folded = when - cycles * cycle_seconds;
+    if (!the_c_library().localtime_r(&folded, &result))
+        return nullptr;
+    const std::int64_t year = result.tm_year + 400 * cycles;
+    if (year < INT_MIN || year > INT_MAX)
+        return nullptr;
+    result.tm_year = static_cast<int>(year);
+    return &result;
+}
+
+/// Why the C library may be wrong about a moment; null: it is not.
+const char *excuse(const std::string &name, const zone_state &zone, std::int64_t when,
+                   const struct tm *theirs) {
+    const bool is_rule = name.find(',') != std::string::npos;
+    if (!theirs && (when < first_second || when > last_second))
+        return ut_year_of_the_c_library;
+    if (zone.go_ahead && when > c_library_year_limit)
+        return far_years_of_the_c_library;
+    return is_rule && when < 0 ? early_rules_of_the_c_library : nullptr;
+}
+
+void compare_one(test_run &run, const std::string &name, const zone_state &zone,
+                 std::int64_t when) {
+    const time_t time = when;
+    struct tm ours;
+    struct tm theirs;
+    struct tm local;
+    const struct tm *const answer = localtime_rz(&zone, &time, &ours);
+    const struct tm *expected = the_c_library().localtime_r(&time, &theirs);
+    ++run.compared;
+    if (!same_answer(localtime_r(&time, &local), answer))
+        run.fail(name + " " + std::to_string(when) + ": localtime_r and localtime_rz differ");
+    if (same_answer(answer, expected))
+        return;
+    if (const char *why = excuse(name, zone, when, expected)) {
+        ++run.explained[why];
+        expected = folded_answer(when, theirs);
+        if (same_answer(answer, expected))
+            return;
+    }
+    run.fail(name + " " + std::to_string(when) + ": " + to_text(answer) + ", the C library " +
+             to_text(expected));
+}
+
+} // namespace
+
+void compare_forward(test_run &run, const std::string &name, const zone_state &zone) {
+    set_tz(name);
+    for (const std::int64_t when : instants(run, zone, run.amount(50, 3000)))
+        compare_one(run, name, zone, when);
+}
+
+void compare_utc(test_run &run) {
+    const owned_zone utc(tzalloc(""));
+    for (const std::int64_t when : instants(run, *utc, run.amount(20000, 1000000))) {
+        const time_t time = when;
+        struct tm ours;
+        struct tm theirs;
+        struct tm object;
+        const struct tm *const answer = gmtime_r(&time, &ours);
+        ++run.compared;
+        if (!same_answer(answer, the_c_library().gmtime_r(&time, &theirs)))
+            run.fail("gmtime_r " + std::to_string(when) + ": " + to_text(answer));
+        if (!same_answer(answer, localtime_rz(utc.get(), &time, &object)))
+            run.fail("gmtime_r " + std::to_string(when) + " differs from the zone object \"\"");
+        if (answer && mktime_z(nullptr, &ours) != time)
+            run.fail("mktime_z of gmtime_r " + std::to_string(when));
+    }
+}

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// Checks that change the process (its user, its state) run in a child.
+#pragma once
+
+#include <csignal>
+#include <cstdio>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+/// Runs a check in a forked child; its failures are printed there and counted
+/// here.  A child that hangs is ended after ten seconds.
+template <typename Check> void check_in_child(Check check) {
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        alarm(10);
+        check();
+        std::fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_FALSE(WIFSIGNALED(status)) << "ended by signal " << WTERMSIG(status);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+/// Runs a check in a new process of this program, where the engine has not
+/// been called yet: a started test program, not a fork.
+#define CHECK_IN_FRESH_PROCESS(...)                           \
+    do {                                                      \
+        testing::FLAGS_gtest_death_test_style = "threadsafe"; \
+        EXPECT_EXIT(                                          \
+            {                                                 \
+                __VA_ARGS__;                                  \
+                std::fflush(nullptr);                         \
+                _exit(testing::Test::HasFailure() ? 1 : 0);   \
+            },                                                \
+            testing::ExitedWithCode(0), "");                  \
+    } while (false)

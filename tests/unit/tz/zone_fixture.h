@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// What the tests of the time-zone engine share: zones that free themselves,
+// broken-down times as text, a TZ that is put back.
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "horad/tz.h"
+#include "tz/load_zone.h"
+#include "tz/tz_string.h"
+#include "tz/tzif_builder.h"
+#include "tz/zone_state.h"
+
+/// Every 400 years the calendar repeats, weekdays included.
+inline constexpr std::int64_t cycle_seconds = 12622780800;
+
+/// A record too large for the stack of a test.
+inline std::unique_ptr<zone_state> new_state() { return std::make_unique<zone_state>(); }
+
+/// What load_zone_bytes says to a file.
+inline int load(const tzif_file &file, zone_state *state, bool extend = true) {
+    return load_zone_bytes(file.bytes(), state, extend);
+}
+inline int load(const tzif_file &file) { return load(file, new_state().get()); }
+
+/// A file made ready for conversions, as tzalloc would do it.
+inline std::unique_ptr<zone_state> make_zone(const tzif_file &file) {
+    auto state = new_state();
+    EXPECT_EQ(load(file, state.get()), 0);
+    scrub_abbreviations(state.get());
+    build_index(*state);
+    return state;
+}
+inline std::unique_ptr<zone_state> make_zone(const tzif_block &block) {
+    tzif_file file;
+    file.wide = block;
+    return make_zone(file);
+}
+
+struct zone_free {
+    void operator()(zone_state *zone) const { tzfree(zone); }
+};
+using owned_zone = std::unique_ptr<zone_state, zone_free>;
+
+/// A zone object that the test needs; "" is UTC.
+inline owned_zone open_zone(const char *name) {
+    owned_zone zone(tzalloc(name));
+    EXPECT_NE(zone, nullptr) << name;
+    return zone;
+}
+
+/// "2021-03-14 03:00:00 EDT dst=1 -14400 Sun 72", or "null".
+inline std::string to_text(const struct tm *tm) {
+    static const char *const days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    if (!tm)
+        return "null";
+    const long long year = 1900LL + tm->tm_year;
+    char text[160];
+    std::snprintf(text, sizeof text, "%lld-%02d-%02d %02d:%02d:%02d %s dst=%d %ld %s %d", year,
+                  tm->tm_mon + 1, tm->tm_mday, tm->tm_hour, tm->tm_min, tm->tm_sec,
+                  tm->tm_zone ? tm->tm_zone : "-", tm->tm_isdst, tm->tm_gmtoff,
+                  tm->tm_wday >= 0 && tm->tm_wday < 7 ? days[tm->tm_wday] : "?", tm->tm_yday);
+    return text;
+}
+
+/// Local time in a zone (null: UTC), as text.
+inline std::string local_text(const zone_state *zone, std::int64_t when) {
+    struct tm tm = {};
+    const time_t time = when;
+    return to_text(localtime_rz(zone, &time, &tm));
+}
+
+/// A broken-down time with a civil year and month; tm_gmtoff 0.
+inline struct tm civil(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
+                       int is_dst = -1) {
+    struct tm tm = {};
+    tm.tm_year = year - 1900;
+    tm.tm_mon = month - 1;
+    tm.tm_mday = day;
+    tm.tm_hour = hour;
+    tm.tm_min = minute;
+    tm.tm_sec = second;
+    tm.tm_isdst = is_dst;
+    return tm;
+}
+
+/// mktime_z on a copy.
+inline std::int64_t time_of(const zone_state *zone, struct tm tm) { return mktime_z(zone, &tm); }
+
+/// Puts TZ back as it was; in between it changes at will.
+class tz_guard {
+  public:
+    tz_guard() {
+        if (const char *value = getenv("TZ"))
+            before_ = value;
+    }
+    ~tz_guard() {
+        set(before_ ? before_->c_str() : nullptr);
+        tzset();
+    }
+    tz_guard(const tz_guard &) = delete;
+    tz_guard &operator=(const tz_guard &) = delete;
+
+    /// Null takes TZ out of the environment.
+    static void set(const char *value) {
+        if (value)
+            setenv("TZ", value, 1);
+        else
+            unsetenv("TZ");
+    }
+
+  private:
+    std::optional<std::string> before_;
+};
