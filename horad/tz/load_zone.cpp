@@ -36,7 +36,7 @@ const char *join_to_folder(const char *name, zone_work_area &area) {
     static_assert(sizeof area >= sizeof zone_folder + longest_zone_name);
     auto *path = reinterpret_cast<char *>(&area);
     std::memcpy(path, zone_folder, sizeof zone_folder - 1);
-    std::strcpy(path + sizeof zone_folder - 1, name); // its length was checked
+    std::memcpy(path + sizeof zone_folder - 1, name, std::strlen(name) + 1); // checked
     return path;
 }
 
@@ -118,7 +118,7 @@ int init_zone(zone_state *state, const char *name) {
         state->leap_count = state->transition_count = state->type_count = state->char_count = 0;
         state->go_back = state->go_ahead = false;
         state->types[0] = {};
-        std::strcpy(state->abbreviations, "GMT");
+        std::memcpy(state->abbreviations, "GMT", sizeof "GMT");
         state->default_type = 0;
         state->index.rules_from = 0;
         build_index(*state);

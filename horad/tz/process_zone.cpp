@@ -72,7 +72,7 @@ void refresh_local_zone() {
         init_zone(&local_state, "");
     const int setting = setting_of(tz);
     if (setting == cached_tz)
-        std::strcpy(cached, tz); // it is shorter
+        std::memcpy(cached, tz, std::strlen(tz) + 1); // it is shorter
     publish_zone(local_state);
     local_is_set = setting;
 }

@@ -48,7 +48,7 @@ const char *scheck(const char *string, const char *format) {
             from = suppress_conversion(from, to);
     }
     // One more character than the format accounts for is one too many.
-    std::strcpy(to, "%c");
+    std::memcpy(to, "%c", sizeof "%c");
     char left_over = 0;
     const bool complete = std::sscanf(string, suppressed, &left_over) != 1;
     ifree(suppressed);

@@ -86,7 +86,8 @@ std::tm *gmtime_r(const time_t *time, std::tm *result) noexcept {
 std::tm *gmtime(const time_t *time) noexcept { return gmtime_r(time, &shared_result); }
 
 char *ctime(const time_t *time) noexcept {
-    const std::tm *tm = localtime(time);
+    // Not for several threads, as its users know.
+    const std::tm *tm = localtime(time);          // NOLINT(concurrency-mt-unsafe)
     return tm != nullptr ? asctime(tm) : nullptr; // NOLINT(concurrency-mt-unsafe)
 }
 
