@@ -66,7 +66,8 @@ void *ntp_client_process(void * /*unused*/) {
 }
 
 /// Creates the client thread with the daemon's signals blocked: the event loop
-/// only wakes up for those that reach its own thread.
+/// only wakes up for those that reach its own thread.  The command that sets the
+/// hardware clock inherits this: it goes on when the daemon is told to end.
 int create_client_thread(pthread_t *thread) {
     sigset_t ours;
     sigset_t before;
