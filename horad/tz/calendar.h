@@ -14,8 +14,6 @@ constexpr bool is_leap_year(std::int64_t year) {
     return (year & 3) == 0 && (year % 25 != 0 || (year & 15) == 0);
 }
 
-constexpr int year_length(std::int64_t year) { return is_leap_year(year) ? 366 : 365; }
-
 /// month: 0..11
 constexpr int month_length(std::int64_t year, int month) {
     if (month == 1)
@@ -53,23 +51,6 @@ constexpr std::int64_t days_from_date(std::int64_t year, int month, std::int64_t
     const std::int64_t day_of_cycle =
         year_of_cycle * 365 + year_of_cycle / 4 - year_of_cycle / 100 + day_of_year;
     return cycle * days_per_400_years + day_of_cycle - 719468;
-}
-
-struct time_of_day {
-    int hour;
-    int minute;
-    int second;
-};
-
-/// second: 0..86399.  An hour is 2^32 of some unit, a little more than enough;
-/// what is left of it counts minutes, and of those seconds.
-constexpr time_of_day time_from_second(std::uint32_t second) {
-    constexpr std::uint64_t second_of_hour = 1193047; // 2^32 / 3600, rounded up
-    const std::uint64_t hours = second * second_of_hour;
-    const std::uint64_t minutes = (hours & 0xFFFFFFFF) * 60;
-    const std::uint64_t seconds = (minutes & 0xFFFFFFFF) * 60;
-    return {static_cast<int>(hours >> 32), static_cast<int>(minutes >> 32),
-            static_cast<int>(seconds >> 32)};
 }
 
 struct calendar_date {

@@ -75,10 +75,7 @@ std::tm *to_time_of_type(const zone_state &zone, const zone_type &type, std::int
     return &result;
 }
 
-/// Times whose years fit any tm_year, before and after the year is moved.
-constexpr std::int64_t common_limit = std::int64_t{1} << 46;
-
-/// The same for a time within common_limit after 1833, of a zone without leap
+/// The same for a time from 1833 to latest_indexed_time, of a zone without leap
 /// seconds.
 ///
 /// years  to be added to the year
@@ -129,7 +126,7 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
         return to_folded_time(zone, time, cycles_beyond(zone.transition_times[0] - 1, time),
                               result);
     const zone_type &type = type_after(zone, transitions_passed(zone, time));
-    if (zone.leap_count == 0 && time >= 0 && time < common_limit) // after the last change
+    if (zone.leap_count == 0 && time >= 0 && time < latest_indexed_time) // after the last change
         return to_common_time_of_type(zone, type, time, 0, result);
     return to_time_of_type(zone, type, time, result);
 }
@@ -154,7 +151,7 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
     const std::int64_t cycles = cycles_beyond(time, zone.index.repeated_from);
     const std::int64_t moved = move_by_cycles(time, -cycles);
     const std::uint64_t position = index_position(zone, moved);
-    if (time >= common_limit || position >= zone.index.span) [[unlikely]]
+    if (time >= latest_indexed_time || position >= zone.index.span) [[unlikely]]
         return to_uncommon_local(zone, time, result);
     return to_local_in_span(zone, time, moved, static_cast<int>(cycles) * 400, position, result);
 }

@@ -14,9 +14,6 @@ namespace {
 /// at the beginning of time, which would make every slot centuries long.
 constexpr std::int64_t earliest_slot = -(std::int64_t{1} << 32);
 
-/// And they end before this, so that years within them fit any tm_year.
-constexpr std::int64_t latest_slot = std::int64_t{1} << 46;
-
 /// The end of time.
 constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
 
@@ -97,7 +94,7 @@ std::int64_t find_repetition(const zone_state &zone) {
 /// The last transition to have a slot.
 int find_last_indexed(const zone_state &zone) {
     const std::int64_t *const end = zone.transition_times + zone.transition_count;
-    const std::int64_t latest = std::min(latest_slot, zone.index.repeated_from);
+    const std::int64_t latest = std::min(latest_indexed_time, zone.index.repeated_from);
     const std::int64_t *const behind = std::lower_bound(zone.transition_times, end, latest);
     return static_cast<int>(std::min(behind, end - 1) - zone.transition_times);
 }
@@ -120,7 +117,7 @@ void build_index(zone_state &zone) {
     while (first < count - 1 && times[first] < earliest_slot)
         ++first;
     const int last = count > 0 ? find_last_indexed(zone) : 0;
-    if (zone.leap_count > 0 || first >= last || times[last] > latest_slot)
+    if (zone.leap_count > 0 || first >= last || times[last] > latest_indexed_time)
         index.ordered = increase(times, 0, count - 1);
     else // what follows the slots is in the order of what they hold
         index.ordered = increase(times, 0, first) && fill_slots(zone, first, last, index);

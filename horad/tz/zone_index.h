@@ -17,6 +17,9 @@ struct zone_state;
 
 inline constexpr int zone_index_slots = 4096;
 
+/// Slots end before this time, so that years within them fit any tm_year.
+inline constexpr std::int64_t latest_indexed_time = std::int64_t{1} << 46;
+
 struct zone_index {
     std::int64_t begin;          ///< start of the first slot
     std::uint64_t span;          ///< the slots serve times begin .. begin + span - 1;
