@@ -2,7 +2,10 @@
 /*
  * The system's time zone, for code that runs inside the daemon's process.
  *
- * None of these functions locks; call them on the event-loop thread.
+ * None of these functions locks; call them on the event-loop thread.  Those that
+ * set a zone change TZ and the process's zone: nothing else may convert times
+ * meanwhile.  Messages go to standard output, reasons of failed system calls to
+ * standard error.
  */
 #ifndef HORAD_TIMEZONE_H
 #define HORAD_TIMEZONE_H
@@ -14,6 +17,8 @@ extern "C" {
 #endif
 
 struct vty; /* libfrr's command-line session */
+
+/* --- by zone file --------------------------------------------------------- */
 
 /*
  * Makes a zone file the system's zone: points /etc/localtime at it and reloads
@@ -32,6 +37,103 @@ int32_t set_system_timezone_by_path(const char *path);
  * Returns what vty_out() returns: the number of bytes printed.
  */
 int32_t show_system_timezone(struct vty *vty);
+
+/* --- by offset ------------------------------------------------------------ */
+
+/*
+ * Exports a TZ text to the system: to /etc/TZ (overwritten from its start, never
+ * shortened), to this process's TZ and zone, and to the login profile
+ * /etc/profile, by way of a shell.
+ *
+ * text  a POSIX TZ string of at most 59 characters that check_input_is_valid()
+ *       accepts
+ *
+ * Returns 0, also when the profile could not be changed; with a message -2 for a
+ * text with other characters or too long and -27 for a null one, both before
+ * anything is written; -14 when /etc/TZ cannot be opened.
+ */
+int32_t sync_sys_timezone(const char *text);
+
+/*
+ * Sets the zone from an offset: "[-]HOURS[:MINUTES][-NUMBER]", such as "8",
+ * "-5:30" or "8:0-2", at most 6 characters, hours -12..12, minutes 0..59; a
+ * leading "-" is west of Greenwich, NUMBER the time-zone offset below.
+ *
+ * Returns 0, also when the zone could not be exported; -1 for a text that is not
+ * of this form, with a message (none for a null text).  A wrong minute is found
+ * after `east` was stored.
+ */
+int32_t set_system_timezone(const char *text);
+
+/*
+ * Sets the zone from an offset: "+HHMM" or "-HHMM", hours -12..12, minutes 0..60,
+ * then optionally any one character and a digit, the time-zone offset below.
+ *
+ * Returns 0, also when the zone could not be exported (nothing is recorded
+ * then); -2 with a message for a text that is not of this form.
+ */
+int32_t set_system_timezone_new(const char *text);
+
+/* The offset last set; all zero at first. */
+struct sys_timezone_info {
+    int32_t east;   /* 1 east of Greenwich, 0 west */
+    int32_t hour;   /* hours and minutes of the offset, without its sign */
+    int32_t minute;
+};
+struct sys_timezone_info get_system_timezone(void);
+
+/* The time-zone offset, a number that is carried with the zone. */
+int32_t get_timezone_offset(void);
+
+/* Stores it, 0..10.  Returns 0; -2 with a message for any other number. */
+int32_t set_timezone_offset(uint32_t number);
+
+/* Whether the offset lies east of Greenwich (1) or west (0). */
+int32_t get_timezone_east(void);
+
+/* Stores it: 1 for any number but 0.  Returns 0. */
+int32_t set_timezone_east(int32_t east);
+
+/* --- changes of local time ------------------------------------------------ */
+
+/*
+ * Lists when the local time of zones changes, in the file /tmp/dstconfig (made
+ * anew), one line an instant.  Every change gives two lines: the last second
+ * before it and the first second after it.
+ *
+ *   argv[0]     not looked at
+ *   argv[1..2]  "-c" and the years to list: "HIGH" or "LOW,HIGH", from the first
+ *               second of one to the first second of the other, in UTC; null,
+ *               and without "-c": -500,2500
+ *   argv[3]     "-v"; anything else: only the present time of each zone
+ *   argv[4...]  zones, as tzalloc() takes them, not null
+ *
+ * Changes less than 12 hours apart may be missed.  Returns 0; 1 for fewer than
+ * four arguments (with a message), for years that cannot be read (without one)
+ * and for a zone that does not exist (with the reason on standard error, the
+ * zones before it listed).  A line that cannot be written is dropped with a
+ * message.
+ */
+int32_t zdump_main(int32_t argc, char *argv[]);
+
+/*
+ * Whether daylight-saving time is in force in a zone.  Lists the year's changes
+ * with zdump_main(), prints the list, waits 100 ms and judges by its first two
+ * changes.
+ *
+ * year      the year to look at, 0..9999, normally that of `now`
+ * now       seconds since 1970-01-01 00:00:00 UTC
+ * location  the zone, as tzalloc() takes it
+ *
+ * The bounds are read as local times of the process's own zone.  In the north
+ * both ends are outside daylight-saving time, in the south both ends are
+ * standard time.
+ *
+ * Returns 1 with a message when it is; 0 when it is not, or when the list shows
+ * no change in that year; -1 with a message for an empty location and for
+ * another year.
+ */
+int32_t systemGetDstCfg(int32_t year, int64_t now, const char *location);
 
 #ifdef __cplusplus
 }

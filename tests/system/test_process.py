@@ -22,8 +22,9 @@ EXPORTED = {
     "ntp_unlock",
     "set_g_ntp_en",
     "set_is_using_dst",
-    "set_system_timezone_by_path",
-    "show_system_timezone",
+    *("get_system_timezone", "get_timezone_east", "get_timezone_offset", "set_timezone_east", "set_timezone_offset"),
+    *("set_system_timezone", "set_system_timezone_by_path", "set_system_timezone_new", "show_system_timezone"),
+    *("sync_sys_timezone", "systemGetDstCfg", "zdump_main"),
 }
 
 

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// From a zone dump's first lines to a judgement: is it daylight-saving time?
+// Nothing here reads a file or prints.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+
+/// Lines kept of a dump: those of the lowest instants, of two changes and of the
+/// highest instants.
+inline constexpr std::size_t kept_lines = 8;
+
+/// Whether a dump shows a change in a year: its third line names the year, and
+/// neither of those before does.
+///
+/// lines  the first lines of the dump
+/// year   looked for as a text, anywhere in a line.  2036 is in the number of
+///        the lowest instant: no dump ever shows a change in that year.
+bool shows_changes(std::span<const std::string> lines, int year);
+
+/// What a line of a dump says: an instant in UTC and in local time.  Both are
+/// read as local times of the process's own zone (on purpose: `now` is compared
+/// with times as an operator's clock there shows them), in seconds since
+/// 1970-01-01 00:00:00 UTC.
+struct change_times {
+    std::int64_t utc;
+    std::int64_t local;
+};
+
+/// The last second before and the first second after each of a year's first two
+/// changes.
+using year_changes = std::array<change_times, 4>;
+
+/// Reads them from a dump's lines.  A line that is missing or not of the form
+/// leaves the fields that it does not reach as the line before had them.
+///
+/// Refreshes the process's zone, as mktime() does.
+year_changes read_changes(std::span<const std::string> lines);
+
+enum class hemisphere { northern, southern };
+
+/// In the south the year begins in daylight-saving time: its first change sets
+/// clocks back.
+hemisphere hemisphere_of(const year_changes &changes);
+
+/// Whether daylight-saving time is in force.  The bounds themselves are standard
+/// time in both hemispheres.
+bool is_daylight_saving(const year_changes &changes, std::int64_t now);

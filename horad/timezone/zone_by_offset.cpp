@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+//
+// Zones given as an offset from UTC, and the record of the one last set.
+//
+// A TZ string counts the other way than an operator does: east is negative.
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "horad/timezone.h"
+
+namespace {
+
+constexpr int32_t old_format_error = -1;
+constexpr int32_t new_format_error = -2;
+constexpr int32_t out_of_range = -2;
+
+constexpr long longest_hours = 12;
+
+struct {
+    int32_t east;
+    int32_t offset;
+    int32_t hour;
+    int32_t minute;
+} g_sys_timezone{};
+
+/// The number at the start of a text, 0 when there is none.  The texts here are
+/// too short to hold one that is out of range.
+int32_t number_in(const char *text) { return static_cast<int32_t>(std::strtol(text, nullptr, 10)); }
+int32_t number_in(const std::string &text) { return number_in(text.c_str()); }
+
+bool are_hours(int32_t number) { return number >= -longest_hours && number <= longest_hours; }
+
+/// The number after the first of a character in a text, 0 when it is not there.
+int32_t number_after(const char *text, char mark) {
+    const std::string_view view(text);
+    const std::size_t at = view.find(mark);
+    return at == std::string_view::npos ? 0 : number_in(text + at + 1);
+}
+
+int32_t refuse(const char *message, int32_t result) {
+    std::puts(message);
+    return result;
+}
+
+} // namespace
+
+int32_t set_system_timezone(const char *text) {
+    constexpr std::size_t longest = 6;
+    constexpr uint32_t last_minute = 59;
+    if (text == nullptr)
+        return old_format_error;
+    if (std::string_view(text).size() > longest)
+        return refuse("\r\nerror time zone format\r", old_format_error);
+    if (!are_hours(number_in(text)))
+        return refuse("\r\nerror time zone format h\r", old_format_error);
+
+    // Stored ahead of the minute check on purpose.
+    g_sys_timezone.east = text[0] != '-';
+    if (!g_sys_timezone.east)
+        ++text;
+    const int32_t hour = number_in(text);
+    const int32_t minute = number_after(text, ':');
+    if (static_cast<uint32_t>(minute) > last_minute) // negative ones too
+        return refuse("\r\nerror time zone format m\r", old_format_error);
+    g_sys_timezone.offset = number_after(text, '-');
+
+    std::array<char, 64> tz{};
+    std::snprintf(tz.data(), tz.size(), "UTC%c%d:%d", g_sys_timezone.east ? '-' : '+', hour,
+                  minute);
+    sync_sys_timezone(tz.data());
+    g_sys_timezone.hour = hour;
+    g_sys_timezone.minute = minute;
+    return 0;
+}
+
+int32_t set_system_timezone_new(const char *text) {
+    constexpr std::size_t shortest = 5;
+    constexpr std::size_t longest = 7;
+    constexpr int32_t last_minute = 60; // on purpose
+    if (text == nullptr)
+        return refuse("\r\nWrong time zone format:NULL!\r", new_format_error);
+    const std::string given(text);
+    if (given.size() < shortest || given.size() > longest)
+        return refuse("\r\nWrong time zone format: too long or too short!\r", new_format_error);
+
+    const std::string signed_hours = given.substr(0, 3);
+    const std::string hours = given.substr(1, 2);
+    const std::string minutes = given.substr(3, 2);
+    const int32_t minute = number_in(minutes);
+    if (!are_hours(number_in(signed_hours)) || minute < 0 || minute > last_minute)
+        return refuse("\r\nWrong time zone format: hour should between -12 and +12, "
+                      "minute should between 00 and 60!\r",
+                      new_format_error);
+    const char sign = given.front();
+    if (sign != '+' && sign != '-')
+        return refuse("\r\nWrong time zone format: Should start with '-' or '+'!\r",
+                      new_format_error);
+
+    const bool east = sign == '+';
+    const std::string tz = std::string("UTC") + (east ? '-' : '+') + hours + ':' + minutes;
+    if (sync_sys_timezone(tz.c_str()) == 0)
+        g_sys_timezone = {
+            .east = east,
+            .offset = given.size() == longest ? number_in(given.substr(longest - 1)) : 0,
+            .hour = number_in(hours),
+            .minute = minute,
+        };
+    return 0;
+}
+
+sys_timezone_info get_system_timezone() {
+    return {g_sys_timezone.east, g_sys_timezone.hour, g_sys_timezone.minute};
+}
+
+int32_t get_timezone_offset() { return g_sys_timezone.offset; }
+
+int32_t set_timezone_offset(uint32_t number) {
+    constexpr uint32_t greatest = 10;
+    if (number > greatest)
+        return refuse("Error:set time zone offset.\r", out_of_range);
+    g_sys_timezone.offset = static_cast<int32_t>(number);
+    return 0;
+}
+
+int32_t get_timezone_east() { return g_sys_timezone.east; }
+
+int32_t set_timezone_east(int32_t east) {
+    g_sys_timezone.east = east != 0;
+    return 0;
+}

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "tz/steady.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "tz/calendar.h"
+#include "tz/transitions.h"
+
+namespace {
+
+using limits = std::numeric_limits<std::int64_t>;
+
+/// More than an offset and a leap-second correction can be together.
+constexpr std::int64_t largest_shift = std::int64_t{1} << 33;
+
+/// What tm_year can hold begins and ends here, give or take the shift.
+constexpr std::int64_t first_second_of(std::int64_t years_since_1900) {
+    return days_from_date(years_since_1900 + 1900, 0, 1) * seconds_per_day;
+}
+constexpr std::int64_t first_time = first_second_of(std::numeric_limits<int>::min());
+constexpr std::int64_t end_of_times =
+    first_second_of(std::int64_t{std::numeric_limits<int>::max()} + 1);
+
+std::int64_t steady_in_table(const zone_state &zone, std::int64_t time) {
+    const std::int64_t *const times = zone.transition_times;
+    const int passed = transitions_passed(zone, time);
+    std::int64_t until = end_of_times; // and not the end of time: it may be moved
+    if (passed < zone.transition_count)
+        until = times[passed] - 1;
+    for (int i = 0; i < zone.leap_count; ++i) {
+        if (zone.leaps[i].transition == time) // a second that may read 60
+            return time;
+        if (zone.leaps[i].transition > time)
+            until = std::min(until, zone.leaps[i].transition - 1);
+    }
+    return until;
+}
+
+/// The same for a time that is converted as one some cycles later or earlier.
+std::int64_t steady_when_moved(const zone_state &zone, std::int64_t time, std::int64_t cycles) {
+    const std::int64_t distance = cycles * seconds_per_400_years;
+    return steady_in_table(zone, time + distance) - distance;
+}
+
+/// Where years fit.
+std::int64_t steady_within_years(const zone_state &zone, std::int64_t time) {
+    const std::int64_t repeated_from = zone.index.repeated_from;
+    if (time >= repeated_from) {
+        const std::int64_t cycles = (time - repeated_from) / seconds_per_400_years + 1;
+        const std::int64_t moved_end = repeated_from + cycles * seconds_per_400_years;
+        return std::min(steady_when_moved(zone, time, -cycles), moved_end - 1);
+    }
+    if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0]) {
+        const std::int64_t first = zone.transition_times[0];
+        const std::int64_t cycles = (first - 1 - time) / seconds_per_400_years + 1;
+        return std::min(steady_when_moved(zone, time, cycles), first - 1);
+    }
+    return std::min(steady_in_table(zone, time), repeated_from - 1);
+}
+
+} // namespace
+
+std::int64_t steady_until(const zone_state &zone, std::int64_t time) {
+    constexpr std::int64_t surely_in = first_time + largest_shift;
+    constexpr std::int64_t surely_still_in = end_of_times - largest_shift;
+    if (time < first_time - largest_shift)
+        return first_time - largest_shift;
+    if (time > end_of_times + largest_shift)
+        return limits::max();
+    if (time < surely_in || time >= surely_still_in || !zone.index.ordered)
+        return time;
+    return std::min(steady_within_years(zone, time), surely_still_in);
+}
