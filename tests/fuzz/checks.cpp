@@ -6,6 +6,8 @@
 #include <cstring>
 #include <optional>
 
+#include <unistd.h>
+
 #include "differential/broken_down.h"
 #include "differential/search_reference.h"
 #include "horad/tz.h"
@@ -77,7 +79,7 @@ void check_around(const zone_state &zone, std::int64_t when) {
 void require(bool holds, const char *what) {
     if (holds)
         return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
+    dprintf(STDERR_FILENO, "does not hold: %s\n", what); // stderr may be silenced
     std::abort();
 }
 

@@ -22,6 +22,7 @@ machine the_machine;
 void silence() {
     if (std::freopen("/dev/null", "w", stdout) == nullptr)
         std::abort();
+    stderr = stdout; // of the code under test; fuzzer and sanitizers have their own
 }
 
 extern "C" {

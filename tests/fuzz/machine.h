@@ -22,5 +22,5 @@ struct machine {
 /// What happened since it was set to {} last.
 extern machine the_machine;
 
-/// Sends standard output nowhere: a fuzzer's speed is not to hang on a terminal.
+/// Sends what the code prints nowhere: it would fill the disk.
 void silence();

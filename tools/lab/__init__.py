@@ -31,6 +31,8 @@ is gone when this process is, however it ends.  Needs root.
         .connect() .vty(node) .thread(name) .status_field("VmRSS")
     Shim(world, **settings)   settings: see tests/support/clock_shim/shim.h
         .set(**settings) .fail("settimeofday", "EPERM", times=1, after=0)
+        .call("set_system_timezone", "8:30") -> (result, stdout, stderr)   needs calls=1
+        .cut_power(before="write 1") or (after="symlink")   kills the daemon there
         .skip(times)    ends waits of more than 200 s at once
         .events(*names) .wait_events(name, count, seconds) .requests(count)
     Vty: .login() .command(text) .help(text) .complete(text) .prompt .close()
@@ -45,7 +47,7 @@ from .build import DEFAULT_BUILD, Build
 from .daemon import BASE_CONFIG, CONFIG, VTY_PORT, Daemon
 from .holder import DAEMON_ADDRESS, SERVER_ADDRESSES
 from .peers import Peer, chrony, ntpsec
-from .shim import Event, Shim
+from .shim import Called, Event, Shim
 from .terminal import relay
 from .times import TIME_FACTOR, Timeout, deadline, wait_for
 from .vty import PASSWORD, Closed, Vty
@@ -53,6 +55,6 @@ from .world import PROJECT, World, number_inside
 
 __all__ = [
     "BASE_CONFIG", "CONFIG", "DAEMON_ADDRESS", "DEFAULT_BUILD", "PASSWORD", "PROJECT", "SERVER_ADDRESSES",
-    "TIME_FACTOR", "VTY_PORT", "Build", "Closed", "Daemon", "Event", "Peer", "Shim", "Timeout", "Vty", "World",
-    "chrony", "deadline", "ntpsec", "number_inside", "relay", "wait_for",
+    "TIME_FACTOR", "VTY_PORT", "Build", "Called", "Closed", "Daemon", "Event", "Peer", "Shim", "Timeout", "Vty",
+    "World", "chrony", "deadline", "ntpsec", "number_inside", "relay", "wait_for",
 ]  # fmt: skip

@@ -6,7 +6,7 @@ import errno
 import json
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any, Callable
+from typing import Any, Callable, NamedTuple
 
 from .times import wait_for
 from .world import World
@@ -33,6 +33,14 @@ class Event:
         return self.data[key]
 
 
+class Called(NamedTuple):
+    """What came of a call, and what it wrote meanwhile."""
+
+    result: Any
+    stdout: bytes = b""
+    stderr: bytes = b""
+
+
 class Shim:
     """Settings for one daemon and what it did.
 
@@ -41,11 +49,14 @@ class Shim:
     """
 
     def __init__(self, world: World, **settings: float | str) -> None:
+        self._world = world
         self._folder: Path = world.path(INSIDE)
         self._folder.mkdir(exist_ok=True)
-        (self._folder / "events").unlink(missing_ok=True)
+        for name in ("events", "call", "answer"):
+            (self._folder / name).unlink(missing_ok=True)
         self._settings: dict[str, float | str] = dict(settings)
         self._serial = 0
+        self._calls = 0
         self._write({})
 
     @property
@@ -68,6 +79,10 @@ class Shim:
         else:
             self._write({f"{call}_errno": f"{number} {times} {after}"})
 
+    def cut_power(self, before: str | None = None, after: str | None = None) -> None:
+        """Kills the daemon before its Nth call of a name, or after its Nth event of one: "open 2"."""
+        self._write({f"kill_{when}": what for when, what in (("before", before), ("after", after)) if what})
+
     def skip(self, times: int = 1) -> None:
         """Ends a wait of more than 200 s at once, the one under way included."""
         self._write({"skip": times})
@@ -78,6 +93,47 @@ class Shim:
         new = self._folder / "control.new"
         new.write_text("".join(f"{key} {value}\n" for key, value in settings.items()))
         new.rename(self._folder / "control")
+
+    # --- calls of the functions that the daemon exports
+
+    def ask(self, function: str, *arguments: str | bytes | int | None) -> None:
+        """Has the daemon call a function on its event-loop thread (setting: calls=1)."""
+        self._calls += 1
+        texts = [str(self._calls).encode(), function.encode()]
+        for argument in arguments:
+            text = argument.encode() if isinstance(argument, str) else argument
+            texts.append(b"-" if text is None else b"=" + (text if isinstance(text, bytes) else b"%d" % text))
+        new = self._folder / "call.new"
+        new.write_bytes(b"".join(text + b"\0" for text in texts))
+        new.rename(self._folder / "call")
+
+    def answer(self, seconds: float = 10) -> Called:
+        """Waits for the end of the call asked for last."""
+
+        def probe() -> Any:
+            try:
+                found = json.loads((self._folder / "answer").read_text())
+            except FileNotFoundError:
+                return None
+            return found if found["number"] == self._calls else None
+
+        found = wait_for("the answer to a call", probe, seconds)
+        return Called(found["result"], self._written(*found["stdout"]), self._written(*found["stderr"]))
+
+    def call(self, function: str, *arguments: str | bytes | int | None) -> Called:
+        """Calls a function: call("set_system_timezone", "8:30") -> (result, stdout, stderr).
+
+        "getenv", "localtime" and "localtime_r" (of an instant) answer with a text or None.
+        """
+        self.ask(function, *arguments)
+        return self.answer()
+
+    def _written(self, file: str, start: int, end: int) -> bytes:
+        with self._world.path(file).open("rb") as output:
+            output.seek(start)
+            return output.read(end - start)
+
+    # --- what the daemon did
 
     def events(self, *names: str, thread: str | None = None) -> list[Event]:
         """What happened so far, in order; only these calls when names are given."""

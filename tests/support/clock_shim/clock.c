@@ -132,12 +132,3 @@ int clock_adjtime(clockid_t clock, struct timex *state) {
     (void)clock;
     return query_kernel_clock(state);
 }
-
-/* The hardware clock's command is never run: it would reach the machine. */
-int system(const char *command) {
-    char text[1024];
-
-    event("system", ", \"command\": \"%s\"", escaped(text, sizeof(text), command ? command : ""));
-    real_sleep(control_number("system_sleep", 0));
-    return (int)control_number("system_result", 0);
-}

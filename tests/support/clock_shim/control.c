@@ -5,12 +5,13 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
-enum { max_counts = 16, max_control = 4096 };
+enum { max_counts = 32, max_control = 4096 };
 
 void *shim_real(const char *name) {
     void *found = dlsym(RTLD_NEXT, name);
@@ -28,24 +29,30 @@ void shim_path(char *path, size_t size, const char *name) {
     snprintf(path, size, "%s/%s", getenv("HORAD_SHIM"), name);
 }
 
-/* Copies the text after "KEY " into `value`; false when there is no such line. */
-static bool control_text(const char *key, char *value, size_t size) {
-    char path[512], text[max_control];
-    size_t key_length = strlen(key);
+ssize_t shim_read(const char *name, char *text, size_t size) {
+    char path[512];
     ssize_t length;
     int fd;
 
     if (!shim_active())
-        return false;
-    shim_path(path, sizeof(path), "control");
+        return -1;
+    shim_path(path, sizeof(path), name);
     fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return false;
-    length = read(fd, text, sizeof(text) - 1);
+        return -1;
+    length = read(fd, text, size - 1);
     close(fd);
-    if (length < 0)
+    if (length >= 0)
+        text[length] = '\0';
+    return length;
+}
+
+bool control_text(const char *key, char *value, size_t size) {
+    char text[max_control];
+    size_t key_length = strlen(key);
+
+    if (shim_read("control", text, sizeof(text)) < 0)
         return false;
-    text[length] = '\0';
 
     char *rest = text;
     for (char *line; (line = strsep(&rest, "\n"));) {
@@ -102,10 +109,26 @@ bool control_uses_up(const char *key) {
     return control_text(key, value, sizeof(value)) && use_up_one(key, 0, atoi(value));
 }
 
+/* The end of a process whose power is cut: nothing of it runs any more. */
+static void cut_power(const char *setting, const char *name) {
+    char value[64], chosen[32], key[64];
+    int number = 1;
+
+    if (!control_text(setting, value, sizeof(value)) ||
+        sscanf(value, "%31s %d", chosen, &number) < 1 || strcmp(chosen, name) != 0)
+        return;
+    snprintf(key, sizeof(key), "%s %s", setting, name);
+    if (use_up_one(key, number - 1, 1))
+        kill(getpid(), SIGKILL);
+}
+
+void control_passed(const char *name) { cut_power("kill_after", name); }
+
 bool control_fails(const char *call) {
     char key[64], value[64];
     int number = 0, times = 0, spared = 0;
 
+    cut_power("kill_before", call);
     snprintf(key, sizeof(key), "%s_errno", call);
     if (!control_text(key, value, sizeof(value)))
         return false;

@@ -10,22 +10,31 @@
  *   control  settings, one "key value" a line; read anew at every call that has
  *            one, so that a test can change its mind (replace it by rename)
  *   events   appended by us, one JSON object a line
+ *   call     a call to be made, by a test; "answer" is what came of it (calls.c)
  *
  * Settings read once, at start:
  *   clock_offset SECONDS   the daemon's clock starts this far off the machine's
  *   clock_frozen SECONDS   it starts at this Unix time and only steps move it
- *   scale FACTOR           a select() of 30 s takes 30 x FACTOR seconds
+ *   scale FACTOR           a select() or sleep of 30 s takes 30 x FACTOR seconds
  *   unbuffered 1           standard output is not buffered
+ *   calls 1                the event loop makes the calls that tests ask for
  * Settings that can change:
  *   CALL_errno E [N [S]]   CALL fails with errno E, for ever or N times (after S
  *                          times that work); for settimeofday, adjtimex, sendto,
- *                          recvfrom, select, socket and pthread_create (there E
- *                          is the result)
+ *                          recvfrom, select, socket, system, setenv of TZ, sleep,
+ *                          open, write, close, unlink and symlink of watched files
+ *                          and pthread_create (there E is the result)
+ *   kill_before CALL [N]   the process is killed before its Nth CALL of those above
+ *   kill_after EVENT [N]   the same after the Nth event of that name
  *   skip N                 the next N waits of more than 200 s are over at once,
  *                          the one under way included
- *   serial N               N of the two above counts anew when it changes
+ *   serial N               every N above counts anew when it changes
+ *   watch PREFIX           files to watch, beside /etc/TZ, /etc/localtime and
+ *                          /tmp/dstconfig: those whose paths begin so
  *   adjtimex_freq F        the kernel frequency that adjtimex() shows
- *   system_result R        what system() returns; no command is ever run
+ *   system_result R        what system() returns; no command is run
+ *   profile_commands 1     but those that mention /etc/profile are, in the lab's
+ *                          own, and system() returns what the shell does
  *   system_sleep SECONDS   how long it takes, in real seconds
  *   lookup_sleep SECONDS   the same for a name look-up of the client thread
  */
@@ -35,6 +44,7 @@
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <sys/types.h>
 
 /* The definition behind ours, as the dynamic linker finds it. */
 #define REAL(name) ((__typeof__(&name))shim_real(#name))
@@ -43,13 +53,19 @@ void *shim_real(const char *name);
 /* Whether HORAD_SHIM is set. */
 bool shim_active(void);
 
-/* control.c: a setting's number, or `fallback`; takes one off a counted setting,
- * if one is left; whether a call is to fail now (errno is then set). */
+/* control.c: copies a setting's text, false when there is none; a setting's
+ * number, or `fallback`; takes one off a counted setting, if one is left; whether
+ * a call is to fail now (errno is then set). */
+bool control_text(const char *key, char *value, size_t size);
 double control_number(const char *key, double fallback);
 bool control_uses_up(const char *key);
 bool control_fails(const char *call);
-/* The path of a file in the folder. */
+/* Told of every event. */
+void control_passed(const char *name);
+/* The path of a file in the folder; its zero-terminated content and length, -1
+ * when there is no such file. */
 void shim_path(char *path, size_t size, const char *name);
+ssize_t shim_read(const char *name, char *text, size_t size);
 
 /* events.c: appends one event; `format` gives the members after the first three,
  * beginning with a comma, or is empty. */

@@ -38,8 +38,25 @@ void real_sleep(double seconds) {
     struct timespec left = {.tv_sec = (time_t)seconds,
                             .tv_nsec = (long)((seconds - (double)(time_t)seconds) * 1e9)};
 
-    while (nanosleep(&left, &left) < 0 && errno == EINTR)
+    while (syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &left, &left) < 0 && errno == EINTR)
         ;
+}
+
+int nanosleep(const struct timespec *asked, struct timespec *left) {
+    if (!shim_active())
+        return (int)syscall(SYS_nanosleep, asked, left);
+    double seconds = (double)asked->tv_sec + (double)asked->tv_nsec / 1e9;
+    bool fails = control_fails("sleep");
+    int saved = errno;
+    event("sleep", ", \"seconds\": %.9f, \"result\": %d", seconds, fails ? -1 : 0);
+    if (!fails) {
+        real_sleep(seconds * scale);
+        return 0;
+    }
+    if (left)
+        *left = *asked;
+    errno = saved;
+    return -1;
 }
 
 static struct timeval from_us(int64_t us) {

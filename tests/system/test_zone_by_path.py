@@ -1,0 +1,140 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The zone set by a zone file's path, for callers inside the process."""
+from __future__ import annotations
+
+import pytest
+
+from support.bench import Bench
+from support.exported import LINK, TZ_FILE, ZONES, calls, content, link
+
+JULY = 1594771200  # 2020-07-15 00:00:00 UTC
+UTC = f"{ZONES}/Etc/UTC"
+
+
+def test_zone_follows_at_once(bench: Bench) -> None:
+    shim = calls(bench)
+    for zone, local in (
+        ("Europe/Paris", "2020-07-15 02:00:00 CEST 1 7200"),
+        ("America/New_York", "2020-07-14 20:00:00 EDT 1 -14400"),
+        ("Australia/Sydney", "2020-07-15 10:00:00 AEST 0 36000"),
+        ("Etc/UTC", "2020-07-15 00:00:00 UTC 0 0"),
+    ):
+        assert shim.call("set_system_timezone_by_path", f"{ZONES}/{zone}") == (0, b"", b"")
+        assert link(bench.world) == f"{ZONES}/{zone}"
+        assert shim.call("localtime_r", JULY).result == local
+    # Nothing else is told.
+    assert content(bench.world, TZ_FILE) is None
+    assert shim.call("getenv", "TZ").result is None
+    assert shim.events("setenv", "system") == []
+
+
+def test_zone_commands_and_calls_share_the_zone(bench: Bench) -> None:
+    daemon = bench.daemon(calls=1)
+    assert daemon.shim is not None
+    shim = daemon.shim
+    shim.call("set_system_timezone_by_path", f"{ZONES}/Asia/Tokyo")
+    # Only the commands keep the names.
+    session = bench.vty(daemon)
+    assert session.command("show timezone") == b"Current system time zone : Europe-London GMT+0000\r\r\n"
+    session.command("no timezone")
+    assert link(bench.world) is None
+    # Taking the link away is not yet a reload.
+    assert shim.call("localtime_r", JULY).result == "2020-07-15 09:00:00 JST 0 32400"
+
+
+def test_order_of_the_steps(bench: Bench) -> None:
+    shim = calls(bench)
+    before = len(shim.events("unlink", "symlink", "open"))
+    shim.call("set_system_timezone_by_path", f"{ZONES}/Asia/Tokyo")
+    events = shim.events("unlink", "symlink", "open")[before:]
+    assert [event.name for event in events] == ["unlink", "symlink", "open"]
+    assert {event["path"] for event in events} == {LINK}
+
+
+def test_null_path(bench: Bench) -> None:
+    shim = calls(bench)
+    assert shim.call("set_system_timezone_by_path", None) == (-27, b"", b"")
+    assert link(bench.world) == UTC
+    assert shim.events("unlink", "symlink") == []
+
+
+@pytest.mark.parametrize("path", ["/nowhere/at all", "relative/path", "$(touch /tmp/x)", "/dev/null", "/" + "x" * 2000])
+def test_path_is_used_as_given(bench: Bench, path: str) -> None:
+    shim = calls(bench)
+    shim.call("set_system_timezone_by_path", f"{ZONES}/Asia/Tokyo")
+    assert shim.call("set_system_timezone_by_path", path) == (0, b"", b"")
+    assert link(bench.world) == path
+    assert shim.call("localtime_r", JULY).result == "2020-07-15 00:00:00 GMT 0 0"
+    assert shim.events("system") == []
+
+
+def test_link_replaces_a_file(bench: Bench) -> None:
+    bench.world.path(LINK).unlink()
+    bench.world.path(LINK).write_bytes(b"a copy of a zone file")
+    shim = calls(bench)
+    assert shim.call("set_system_timezone_by_path", UTC) == (0, b"", b"")
+    assert link(bench.world) == UTC
+
+
+def test_link_is_made_where_there_was_none(bench: Bench) -> None:
+    bench.world.path(LINK).unlink()
+    shim = calls(bench)
+    assert shim.call("set_system_timezone_by_path", UTC) == (0, b"", b"")
+    assert link(bench.world) == UTC
+
+
+@pytest.mark.parametrize(("error", "reason"), [("EACCES", "Permission denied"), ("ENOSPC", "No space left on device")])
+def test_link_that_cannot_be_made(bench: Bench, error: str, reason: str) -> None:
+    """The old link is gone already; the process keeps its zone."""
+    shim = calls(bench)
+    shim.call("set_system_timezone_by_path", f"{ZONES}/Asia/Tokyo")
+    shim.fail("symlink", error, times=1)
+    answer = shim.call("set_system_timezone_by_path", f"{ZONES}/Europe/Paris")
+    assert answer == (-1, b"", f"symlink err: {reason}\n".encode())
+    assert link(bench.world) is None
+    assert shim.call("localtime_r", JULY).result == "2020-07-15 09:00:00 JST 0 32400"
+
+
+def test_empty_path(bench: Bench) -> None:
+    shim = calls(bench)
+    assert shim.call("set_system_timezone_by_path", "") == (-1, b"", b"symlink err: No such file or directory\n")
+    assert link(bench.world) is None
+
+
+def test_folder_in_the_way(bench: Bench) -> None:
+    """A link that cannot be removed says so when the new one is made."""
+    bench.world.path(LINK).unlink()
+    bench.world.path(LINK).mkdir()
+    shim = calls(bench)
+    assert shim.call("set_system_timezone_by_path", UTC) == (-1, b"", b"symlink err: File exists\n")
+
+
+def test_link_that_stays(bench: Bench) -> None:
+    """Nothing is said of a link that cannot be taken away; the names are."""
+    daemon = bench.daemon(calls=1)
+    assert daemon.shim is not None
+    daemon.shim.fail("unlink", "EROFS")
+    session = bench.vty(daemon)
+    assert session.command("no timezone") == b""
+    assert session.command("show timezone") == b"Current system time zone : (null)-(null) (null)\r\r\n"
+    assert link(bench.world) == UTC
+    answer = daemon.shim.call("set_system_timezone_by_path", f"{ZONES}/Asia/Tokyo")
+    assert answer == (-1, b"", b"symlink err: File exists\n")
+    assert daemon.stdout() == b""
+
+
+def test_debug_line(bench: Bench) -> None:
+    shim = calls(bench, "password lab\ndebug ntp on\n")
+    line = f"\r\n>>>>Set system timezone {UTC} successfully!\r\n".encode()
+    assert shim.call("set_system_timezone_by_path", UTC) == (0, line, b"")
+    shim.fail("symlink", "EIO", times=1)
+    assert shim.call("set_system_timezone_by_path", UTC) == (-1, b"", b"symlink err: Input/output error\n")
+
+
+def test_offset_wins_over_the_link(bench: Bench) -> None:
+    """TZ, once set, decides; the link is for everybody else."""
+    shim = calls(bench)
+    shim.call("set_system_timezone", "8")
+    assert shim.call("set_system_timezone_by_path", f"{ZONES}/Europe/Paris") == (0, b"", b"")
+    assert link(bench.world) == f"{ZONES}/Europe/Paris"
+    assert shim.call("localtime_r", JULY).result == "2020-07-15 08:00:00 UTC 0 28800"
