@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <limits>
 
 #include <sys/timex.h>
 
+#include "client/saturate.h"
 #include "client/schedule.h"
 #include "client/statistics.h"
 #include "database.h"
@@ -69,9 +69,7 @@ timeval target_time(const ntp_reply &reply) {
 }
 
 reply_result judge_delay(double slop_microseconds) {
-    using limits = std::numeric_limits<std::int32_t>;
-    const auto r = static_cast<std::int32_t>(
-        std::clamp(slop_microseconds, double{limits::min()}, double{limits::max()}));
+    const std::int32_t r = saturate(slop_microseconds);
     if (r >= 0)
         return {true, 0};
     return {false, r == -2 ? wait_soon : wait_after_trouble};

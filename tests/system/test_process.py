@@ -17,6 +17,8 @@ EXPORTED = {
     *("ctime", "ctime_r", "gmtime", "gmtime_r", "localtime", "localtime_r", "mktime", "tzset"),
     *("icalloc", "icatalloc", "icfree", "icpyalloc", "ifree", "imalloc", "irealloc", "scheck"),
     *("localtime_rz", "mktime_z", "tzalloc", "tzfree"),
+    *("contemplate_data", "find_df", "find_df_center", "find_shift", "interpolate", "next_dn", "next_up"),
+    *("polygon_point", "polygon_reset", "search"),
     "get_is_using_dst",
     "ntp_lock",
     "ntp_unlock",

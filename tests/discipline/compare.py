@@ -1,0 +1,128 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The frequency discipline against its oracle: every result, text and all state.
+
+compare.py PROGRAM [--full] [--seed N]
+
+PROGRAM is discipline_run.
+"""
+
+import collections
+import random
+import re
+import subprocess
+import sys
+
+from oracle import INT_MAX, INT_MIN, LIMIT, Discipline, hexed
+from sequences import KINDS, sequences
+
+# What the sequences must have met, or they compare less than they should.
+TRAITS = ("too few samples", "inconsistent", "a result", "clamped above", "clamped below",
+          "no upper segment left", "no lower segment left", "lower correction only",
+          "upper correction only", "no correction of the limits", "fifteen segments",
+          "one segment", "no number", "a frequency that no int holds")
+
+
+def written(command):
+    if command[0] == "add":
+        _, time, offset, error_bar, frequency = command
+        return f"add {time} {hexed(offset)} {hexed(error_bar)} {frequency}"
+    return f"debug {command[1]}"
+
+
+def expected_from(sequence, traits=None):
+    """What the program has to print for a sequence, a text for each command."""
+    estimator = Discipline()
+    texts = []
+    for command in sequence:
+        if command[0] == "debug":
+            estimator.debug = bool(command[1])
+            texts.append("")
+            continue
+        result = estimator.contemplate_data(*command[1:])
+        text = estimator.printed()
+        if traits is not None:
+            count_traits(traits, estimator, command, text, result)
+        texts.append(f"{text}= {result}\n")
+    texts.append(estimator.state())
+    return texts
+
+
+def count_traits(traits, estimator, command, text, result):
+    if estimator.count < 16:
+        traits["too few samples"] += 1
+    elif text.endswith("# inconsistent\n"):
+        traits["inconsistent"] += 1
+    else:
+        computed = int(text.split()[-1])
+        traits["a result"] += 1
+        traits["clamped above"] += computed > result == LIMIT
+        traits["clamped below"] += computed < result == -LIMIT
+        left, right = estimator.df
+        traits["lower correction only"] += left != 0
+        traits["upper correction only"] += right != 0
+        traits["no correction of the limits"] += left == right == 0
+        traits["a frequency that no int holds"] += computed in (INT_MAX, INT_MIN)
+    traits["no upper segment left"] += "maxseg vs" in text
+    traits["no lower segment left"] += "minseg vs" in text
+    traits["fifteen segments"] += "seg[15]" in text
+    traits["one segment"] += bool(re.search(r"maxseg\[1\].*\nmincross", text))
+    traits["no number"] += "nan" in text
+
+
+def first_difference(sequence, expected, got):
+    """The command and the line at which two outputs part."""
+    lines = got.split("\n")
+    at = 0
+    for number, text in enumerate(expected):
+        for line in text.split("\n")[:-1]:
+            found = lines[at] if at < len(lines) else "(nothing)"
+            if line != found:
+                command = written(sequence[number]) if number < len(sequence) else "state"
+                return f"command {number + 1}, {command}:\n  oracle  {line}\n  program {found}"
+            at += 1
+    return f"more was printed: {lines[at]}"
+
+
+def main():
+    arguments = sys.argv[1:]
+    full = "--full" in arguments
+    seed = (int(arguments[arguments.index("--seed") + 1]) if "--seed" in arguments
+            else random.randrange(1 << 32))
+    print(f"{'full' if full else 'sampled'} run, seed {seed}")
+    failures = 0
+    calls = 0
+    traits = collections.Counter()
+    by_kind = collections.Counter()
+    batch = 100 * len(KINDS)
+    chance = random.Random(seed)
+    for _ in range(20 if full else 1):
+        todo = list(sequences(chance, batch))
+        asked = "".join("".join(written(command) + "\n" for command in sequence) + "state\nreset\n"
+                        for _, sequence in todo)
+        done = subprocess.run([arguments[0]], input=asked, capture_output=True, text=True,
+                              check=True)
+        answers = done.stdout.split("reset\n")[:-1]
+        if len(answers) != len(todo):
+            print(f"FAILED: {len(answers)} answers to {len(todo)} sequences")
+            return 1
+        for (kind, sequence), answer in zip(todo, answers):
+            expected = expected_from(sequence, traits)
+            calls += sum(command[0] == "add" for command in sequence)
+            if answer != "".join(expected):
+                failures += 1
+                by_kind[kind] += 1
+                if failures <= 20:
+                    print(f"FAILED: {kind}, {first_difference(sequence, expected, answer)}")
+    for trait in TRAITS:
+        if traits[trait] == 0:
+            failures += 1
+            print(f"FAILED: not met: {trait}")
+    if by_kind:
+        print("failures by kind:", dict(by_kind))
+    print(f"{(20 if full else 1) * batch} sequences, {calls} samples, {failures} failures; met: "
+          + ", ".join(f"{trait} {traits[trait]}" for trait in TRAITS))
+    return 0 if failures == 0 else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

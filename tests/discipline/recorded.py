@@ -1,0 +1,87 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""recorded_cases.txt: sequences of samples and what the oracle says to them.
+
+recorded.py          makes the file anew
+recorded.py --check  fails when the oracle now says something else to its samples
+
+discipline_run replays the file without Python, on other processors too.
+"""
+
+import pathlib
+import random
+import sys
+
+from compare import expected_from, written
+from sequences import KINDS
+
+FILE = pathlib.Path(__file__).parent / "recorded_cases.txt"
+EACH = 2
+MOST_SAMPLES = 24
+TRACED = ("physical", "lattice", "curved", "wedge", "tight", "bad")
+
+
+def digest(text):
+    """FNV-1a with 64 bits."""
+    sum_ = 0xCBF29CE484222325
+    for byte in text.encode():
+        sum_ = (sum_ ^ byte) * 0x100000001B3 & 0xFFFFFFFFFFFFFFFF
+    return f"digest {sum_:016x}\n"
+
+
+def made():
+    """(name, sequence): every kind without the trace; the last call of some with it."""
+    chance = random.Random(16)
+    for name, kind in KINDS.items():
+        for number in range(1, EACH + 1):
+            yield f"{name} {number}", kind(chance)[:MOST_SAMPLES]
+    for name in TRACED:
+        sequence = KINDS[name](chance)[:17]
+        yield f"{name}, traced", sequence[:-1] + [("debug", 1)] + sequence[-1:]
+
+
+def read(text):
+    """(name, sequence) of a file's text."""
+    name, sequence = "", []
+    for line in text.splitlines():
+        word, _, rest = line.partition(" ")
+        if word == "#":
+            name = rest
+        elif word == "add":
+            time, offset, error_bar, frequency = rest.split()
+            sequence.append(("add", int(time), float.fromhex(offset), float.fromhex(error_bar),
+                             int(frequency)))
+        elif word == "debug":
+            sequence.append(("debug", int(rest)))
+        elif word == "reset":
+            yield name, sequence
+            sequence = []
+
+
+def recorded(cases):
+    """The file's text: commands, and behind "> " what they print."""
+    lines = ["# SPDX-License-Identifier: GPL-2.0-or-later",
+             "# Made by recorded.py, replayed by discipline_run."]
+    for name, sequence in cases:
+        lines.append(f"# {name}")
+        *texts, state = expected_from(sequence)
+        for command, text in zip([*map(written, sequence), "digest"], [*texts, digest(state)]):
+            lines.append(command)
+            lines += ["> " + line for line in text.splitlines()]
+        lines.append("reset")
+    return "\n".join(lines) + "\n"
+
+
+def main():
+    if "--check" not in sys.argv[1:]:
+        FILE.write_text(recorded(made()), encoding="ascii")
+        return 0
+    text = FILE.read_text(encoding="ascii")
+    if text != recorded(read(text)):
+        print(f"FAILED: {FILE.name} is not what the oracle says")
+        return 1
+    print(f"{FILE.name}: {text.count('reset')} sequences, {len(text)} bytes, as the oracle says")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
