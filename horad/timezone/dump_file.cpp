@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "timezone/dump_file.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -67,9 +68,8 @@ bool is_usual(char c) {
 
 /// Null when there is nothing unusual about an abbreviation.
 const char *what_is_unusual(std::string_view abbreviation) {
-    for (const char c : abbreviation)
-        if (!is_usual(c))
-            return "has characters other than ASCII alphanumerics, '-' or '+'";
+    if (!std::all_of(abbreviation.begin(), abbreviation.end(), is_usual))
+        return "has characters other than ASCII alphanumerics, '-' or '+'";
     if (abbreviation.size() < 3)
         return "has fewer than 3 characters";
     if (abbreviation.size() > 6)

@@ -72,11 +72,11 @@ bool write_tz_file(std::string_view text) {
 void write_profile(const char *text) {
     std::array<char, profile_command_size> command{};
     std::snprintf(command.data(), command.size(), PROFILE_COMMAND("%s"), text, text);
-    // The text was checked for this very use.
+    // The text was checked for this very use; what the shell says of it is nobody's.
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
-    [[maybe_unused]] int ignored = std::system(command.data());
+    [[maybe_unused]] const int changed = std::system(command.data());
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
-    ignored = std::system("source /etc/profile");
+    [[maybe_unused]] const int read = std::system("source /etc/profile");
 }
 
 } // namespace

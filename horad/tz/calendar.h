@@ -128,7 +128,7 @@ constexpr calendar_date date_from_cycle_day(std::uint32_t days) {
 constexpr int weekday_from_cycle_day(std::uint32_t days) {
     constexpr std::uint32_t seventh = 613566757; // 2^32 / 7, rounded up
     // 1 March of a year divisible by 400 is a Wednesday.
-    return static_cast<int>(std::uint64_t{(days + 3) * seventh} * 7 >> 32);
+    return static_cast<int>(static_cast<std::uint64_t>((days + 3) * seventh) * 7 >> 32);
 }
 
 /// Days since 1970-01-01 of 1 March of the year 0, negated.

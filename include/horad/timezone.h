@@ -57,7 +57,8 @@ int32_t sync_sys_timezone(const char *text);
 /*
  * Sets the zone from an offset: "[-]HOURS[:MINUTES][-NUMBER]", such as "8",
  * "-5:30" or "8:0-2", at most 6 characters, hours -12..12, minutes 0..59; a
- * leading "-" is west of Greenwich, NUMBER the time-zone offset below.
+ * leading "-" is west of Greenwich, NUMBER the time-zone offset below.  A number
+ * that is not one counts as 0, what follows a number is not looked at.
  *
  * Returns 0, also when the zone could not be exported; -1 for a text that is not
  * of this form, with a message (none for a null text).  A wrong minute is found
