@@ -6,6 +6,8 @@ include_guard()
 add_library(horad_options INTERFACE)
 target_compile_options(horad_options INTERFACE
   -Wall -Wextra -Wconversion -Wshadow
+  # gcc leaves signs out of -Wconversion.
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-sign-conversion>
   # A record names the fields that it sets; the others are zero.
   -Wno-missing-field-initializers
   # The same floating-point results on every machine.
@@ -13,6 +15,14 @@ target_compile_options(horad_options INTERFACE
   # __FILE__ (seen in libfrr's log references) without the builder's path.
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
 )
+
+if(HORAD_COVERAGE)
+  # Counts of all processes of a program are added up in a few files.
+  target_compile_options(horad_options INTERFACE
+    -fprofile-instr-generate=${CMAKE_BINARY_DIR}/counts/%4m.profraw -fcoverage-mapping
+    -fprofile-update=atomic)
+  target_link_options(horad_options INTERFACE -fprofile-instr-generate)
+endif()
 
 if(HORAD_SANITIZE)
   target_compile_options(horad_options INTERFACE
