@@ -109,7 +109,9 @@ int report_failure(const char *path, sqlite3 *db) noexcept {
     switch (sqlite3_errcode(db) & 0xff) {
     case SQLITE_CANTOPEN:
     case SQLITE_IOERR:
-        cause = strerrordesc_np(sqlite3_system_errno(db));
+        // Of a commit that fails SQLite does not keep the cause.
+        if (const int error = sqlite3_system_errno(db); error != 0)
+            cause = strerrordesc_np(error);
     }
     if (!cause)
         return report_failure(path, sqlite3_errmsg(db));

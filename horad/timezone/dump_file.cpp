@@ -12,6 +12,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "timezone/month_names.h"
+#include "timezone/write_all.h"
+
 namespace {
 
 /// A line, put together from pieces of limited length.
@@ -41,24 +44,27 @@ const char *name_in(const auto &names, int index) {
 
 /// local  null: there is no such time
 void add_time(line &line, const std::tm *local) {
-    static constexpr std::array days{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    static constexpr std::array months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    static constexpr std::array day_names{"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     if (local == nullptr)
         line.add("NULL");
     else
-        line.add("%s %s%3d %.2d:%.2d:%.2d %ld", name_in(days, local->tm_wday),
-                 name_in(months, local->tm_mon), local->tm_mday, local->tm_hour, local->tm_min,
+        line.add("%s %s%3d %.2d:%.2d:%.2d %ld", name_in(day_names, local->tm_wday),
+                 name_in(month_names, local->tm_mon), local->tm_mday, local->tm_hour, local->tm_min,
                  local->tm_sec, local->tm_year + 1900L);
 }
 
-void append(std::string_view text) {
+bool append_to_dump(std::string_view text) {
     // No link that somebody put there is followed: /tmp is everybody's.
     const int file = open(dump_path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666);
-    if (file < 0 || write(file, text.data(), text.size()) < 0)
+    if (file < 0)
+        return false;
+    const bool written = write_all(file, text);
+    return close(file) == 0 && written;
+}
+
+void append(std::string_view text) {
+    if (!append_to_dump(text))
         std::fputs("********zdump:fopen(\"/tmp/dstconfig\", \"cw\") error..!", stdout);
-    if (file >= 0)
-        close(file);
 }
 
 bool is_usual(char c) {

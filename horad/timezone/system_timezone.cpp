@@ -18,6 +18,7 @@
 
 #include "cli_helper/cli_helper.h"
 #include "ntp_state.h"
+#include "timezone/write_all.h"
 #include "tz/process_zone.h"
 
 namespace {
@@ -63,9 +64,10 @@ bool write_tz_file(std::string_view text) {
         return false;
     }
     // The environment and the profile are still to be set: a full disk is told of.
-    if (write(file, text.data(), text.size()) < 0)
+    if (!write_all(file, text))
         std::perror("sys_TZ");
-    close(file);
+    if (close(file) != 0)
+        std::perror("sys_TZ");
     return true;
 }
 
@@ -90,7 +92,8 @@ int32_t sync_sys_timezone(const char *text) {
         return unacceptable;
     if (!write_tz_file(text))
         return not_opened;
-    setenv("TZ", text, 1); // NOLINT(concurrency-mt-unsafe): see the header
+    if (setenv("TZ", text, 1) != 0) // NOLINT(concurrency-mt-unsafe): see the header
+        std::perror("sys_TZ");
     tzset();
     write_profile(text);
     return 0;

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <ctime>
 
+#include "timezone/month_names.h"
+
 namespace {
 
 /// Index of a dump's first line about a change; before it are the lowest instants.
@@ -42,10 +44,9 @@ void read_line(const char *line, line_readings &readings) {
 
 /// 0..11; 12 for what is no month.
 int month_number(const char *name) {
-    static constexpr std::array months{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     const auto is_month = [name](const char *month) { return std::strncmp(month, name, 3) == 0; };
-    return static_cast<int>(std::find_if(months.begin(), months.end(), is_month) - months.begin());
+    return static_cast<int>(std::find_if(month_names.begin(), month_names.end(), is_month) -
+                            month_names.begin());
 }
 
 /// A reading as a local time of the process's zone.

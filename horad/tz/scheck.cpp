@@ -38,8 +38,6 @@ const char *scheck(const char *string, const char *format) {
     if (string == nullptr || format == nullptr)
         return "";
     auto *suppressed = static_cast<char *>(imalloc(2 * std::strlen(format) + 4));
-    if (suppressed == nullptr)
-        return "";
     char *to = suppressed;
     for (const char *from = format; *from != '\0';) {
         const char c = *from++;

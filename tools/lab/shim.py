@@ -13,6 +13,15 @@ from .world import World
 
 INSIDE = "/tmp/shim"
 
+# What errno has no number for: how look-ups fail, and calls that do half of what they should.
+_OTHER_ERRORS = {"HOST_NOT_FOUND": 1, "TRY_AGAIN": 2, "NO_RECOVERY": 3, "NO_DATA": 4, "IN_PART": -1}
+
+
+def failing(call: str, error: str, times: int | None = None, after: int = 0) -> dict[str, float | str]:
+    """The setting that lets a call fail, `times` times after `after` calls: for a daemon not yet started."""
+    number = _OTHER_ERRORS.get(error) or getattr(errno, error)
+    return {f"{call}_errno": number if times is None else f"{number} {times} {after}"}
+
 
 @dataclass(frozen=True)
 class Event:
@@ -73,11 +82,11 @@ class Shim:
 
         What is counted lasts until the next change of a setting.
         """
-        number = getattr(errno, error)
+        setting = failing(call, error, times, after)
         if times is None:
-            self.set(**{f"{call}_errno": number})
+            self.set(**setting)
         else:
-            self._write({f"{call}_errno": f"{number} {times} {after}"})
+            self._write(setting)
 
     def cut_power(self, before: str | None = None, after: str | None = None) -> None:
         """Kills the daemon before its Nth call of a name, or after its Nth event of one: "open 2"."""

@@ -47,6 +47,8 @@ int gettimeofday(struct timeval *restrict value, void *restrict zone) {
     struct timespec time = now();
 
     (void)zone;
+    if (on_client_thread() && control_fails("gettimeofday"))
+        return -1;
     *value = (struct timeval){.tv_sec = time.tv_sec, .tv_usec = time.tv_nsec / 1000};
     return 0;
 }

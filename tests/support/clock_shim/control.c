@@ -135,6 +135,8 @@ bool control_fails(const char *call) {
     if (sscanf(value, "%d %d %d", &number, &times, &spared) >= 2 &&
         !use_up_one(call, spared, times))
         return false;
+    if (number != 0 && control_number("faults", 0) != 0)
+        event("fault", ", \"call\": \"%s\"", call);
     errno = number;
     return number != 0;
 }

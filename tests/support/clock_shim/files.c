@@ -105,6 +105,43 @@ FILE *fopen64(const char *restrict path, const char *restrict mode) {
     return open_stream(REAL(fopen64), path, mode);
 }
 
+int access(const char *path, int mode) {
+    if (is_watched(path) && control_fails("access"))
+        return -1;
+    return (int)syscall(SYS_faccessat, AT_FDCWD, path, mode);
+}
+
+ssize_t read(int fd, void *bytes, size_t size) {
+    if (watched_fd(fd) ? control_fails("read") : is_signal_pipe(fd) && control_fails("pipe_read"))
+        return -1;
+    return syscall(SYS_read, fd, bytes, size);
+}
+
+/* What a database does with its files. */
+ssize_t pread64(int fd, void *bytes, size_t size, off64_t at) {
+    if (watched_fd(fd) && control_fails("pread"))
+        return -1;
+    return REAL(pread64)(fd, bytes, size, at);
+}
+
+ssize_t pwrite64(int fd, const void *bytes, size_t size, off64_t at) {
+    if (watched_fd(fd) && control_fails("pwrite"))
+        return -1;
+    return REAL(pwrite64)(fd, bytes, size, at);
+}
+
+int fsync(int fd) {
+    if (watched_fd(fd) && control_fails("fsync"))
+        return -1;
+    return REAL(fsync)(fd);
+}
+
+int fdatasync(int fd) {
+    if (watched_fd(fd) && control_fails("fsync"))
+        return -1;
+    return REAL(fdatasync)(fd);
+}
+
 ssize_t write(int fd, const void *bytes, size_t size) {
     const char *path = watched_fd(fd);
     char where[256], text[2048], copy[1024];
@@ -112,7 +149,10 @@ ssize_t write(int fd, const void *bytes, size_t size) {
     if (!path)
         return syscall(SYS_write, fd, bytes, size);
     bool fails = control_fails("write");
-    ssize_t result = fails ? -1 : syscall(SYS_write, fd, bytes, size);
+    bool cut_short = fails && errno == FAILS_IN_PART;
+    ssize_t result = -1;
+    if (!fails || cut_short)
+        result = syscall(SYS_write, fd, bytes, cut_short ? (size + 1) / 2 : size);
     int saved = errno;
     snprintf(copy, sizeof(copy), "%.*s", (int)size, (const char *)bytes);
     event("write", ", \"path\": \"%s\", \"text\": \"%s\", \"size\": %zu, \"result\": %zd",

@@ -20,10 +20,16 @@
  *   calls 1                the event loop makes the calls that tests ask for
  * Settings that can change:
  *   CALL_errno E [N [S]]   CALL fails with errno E, for ever or N times (after S
- *                          times that work); for settimeofday, adjtimex, sendto,
- *                          recvfrom, select, socket, system, setenv of TZ, sleep,
- *                          open, write, close, unlink and symlink of watched files
- *                          and pthread_create (there E is the result)
+ *                          times that work); for settimeofday, adjtimex, system,
+ *                          setenv of TZ, sleep, seteuid and qmalloc of the program;
+ *                          socket, bind, sendto, recvfrom, select, gettimeofday and
+ *                          gethostbyname of the client (there E is h_errno);
+ *                          socketpair, pipe_send and pipe_read of the signal pipe;
+ *                          open, access, read, write, pread, pwrite, fsync, close,
+ *                          unlink and symlink of watched files; and pthread_create
+ *                          (there E is the result).  With -1 for E a write takes half
+ *                          of its bytes, and a look-up finds an address of 16 bytes
+ *   faults 1               each such failure is an event, "fault"
  *   kill_before CALL [N]   the process is killed before its Nth CALL of those above
  *   kill_after EVENT [N]   the same after the Nth event of that name
  *   skip N                 the next N waits of more than 200 s are over at once,
@@ -49,6 +55,9 @@
 /* The definition behind ours, as the dynamic linker finds it. */
 #define REAL(name) ((__typeof__(&name))shim_real(#name))
 void *shim_real(const char *name);
+
+/* No error, but a result that is not what was asked for. */
+enum { FAILS_IN_PART = -1 };
 
 /* Whether HORAD_SHIM is set. */
 bool shim_active(void);
@@ -76,6 +85,8 @@ unsigned long events_of_thread(void);
 const char *hex(char *out, size_t size, const void *bytes, size_t length);
 const char *escaped(char *out, size_t size, const char *text);
 bool on_client_thread(void);
+/* sockets.c: whether a descriptor is an end of the pipe to the client. */
+bool is_signal_pipe(int fd);
 
 /* waits.c: seconds that the daemon believes to have waited in select(), in
  * microseconds; real time and real sleeping. */

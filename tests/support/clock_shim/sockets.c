@@ -1,11 +1,12 @@
 /* SPDX-License-Identifier: GPL-2.0-or-later */
-/* The client's socket calls and name look-ups. */
+/* The client's socket calls and name look-ups, and the pipe that its signals come by. */
 #include "shim.h"
 
 #include <arpa/inet.h>
 #include <errno.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <stdatomic.h>
 #include <stdio.h>
 #include <sys/socket.h>
 
@@ -30,11 +31,12 @@ int socket(int family, int type, int protocol) {
 }
 
 int bind(int fd, const struct sockaddr *address, socklen_t length) {
-    int result = REAL(bind)(fd, address, length);
+    bool ours = on_client_thread();
+    int result = ours && control_fails("bind") ? -1 : REAL(bind)(fd, address, length);
     int saved = errno;
     char to[80];
 
-    if (on_client_thread())
+    if (ours)
         event("bind", "%s, \"result\": %d", endpoint(to, sizeof(to), address), result);
     errno = saved;
     return result;
@@ -81,6 +83,30 @@ ssize_t recvfrom(int fd, void *restrict bytes, size_t size, int flags,
     return result;
 }
 
+/* The daemon's only pair of sockets, as long as it stays in the foreground. */
+static _Atomic int pipe_ends[2] = {-1, -1};
+
+bool is_signal_pipe(int fd) {
+    return fd >= 0 && (fd == atomic_load(&pipe_ends[0]) || fd == atomic_load(&pipe_ends[1]));
+}
+
+int socketpair(int family, int type, int protocol, int ends[2]) {
+    bool ours = shim_active() && family == AF_UNIX && type == SOCK_STREAM;
+
+    if (ours && control_fails("socketpair"))
+        return -1;
+    int result = REAL(socketpair)(family, type, protocol, ends);
+    for (int i = 0; ours && result == 0 && i < 2; i++)
+        atomic_store(&pipe_ends[i], ends[i]);
+    return result;
+}
+
+ssize_t send(int fd, const void *bytes, size_t length, int flags) {
+    if (is_signal_pipe(fd) && control_fails("pipe_send"))
+        return -1;
+    return REAL(send)(fd, bytes, length, flags);
+}
+
 static void start_lookup(const char *name) {
     char text[1024];
 
@@ -92,7 +118,15 @@ static void start_lookup(const char *name) {
 
 struct hostent *gethostbyname(const char *name) {
     start_lookup(name);
-    return REAL(gethostbyname)(name);
+    bool fails = on_client_thread() && control_fails("gethostbyname");
+    if (fails && errno != FAILS_IN_PART) {
+        h_errno = errno;
+        return NULL;
+    }
+    struct hostent *found = REAL(gethostbyname)(name);
+    if (fails && found)
+        found->h_length = sizeof(struct in6_addr);
+    return found;
 }
 
 int gethostbyname_r(const char *restrict name, struct hostent *restrict result,
