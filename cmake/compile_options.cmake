@@ -17,10 +17,11 @@ target_compile_options(horad_options INTERFACE
 )
 
 if(HORAD_COVERAGE)
-  # Counts of all processes of a program are added up in a few files.
+  # The counts of all processes of a program are added up in one file, as they
+  # happen: those of a killed process count, too.
   target_compile_options(horad_options INTERFACE
-    -fprofile-instr-generate=${CMAKE_BINARY_DIR}/counts/%4m.profraw -fcoverage-mapping
-    -fprofile-update=atomic)
+    -fprofile-instr-generate=${CMAKE_BINARY_DIR}/counts/%c%m.profraw -fcoverage-mapping
+    -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
   target_link_options(horad_options INTERFACE -fprofile-instr-generate)
 endif()
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // The allocation helpers and scheck.
+#include <cstdint>
 #include <cstring>
 
 #include <gtest/gtest.h>
@@ -35,6 +36,11 @@ TEST(AllocationHelpers, ZeroBytesAreOne) {
         ifree(block);
     }
     EXPECT_EQ(blocks_in_use(), before);
+}
+
+TEST(AllocationHelpers, IcallocRefusesWhatCannotBeCounted) {
+    EXPECT_EQ(icalloc(SIZE_MAX / 2, 3), nullptr);
+    EXPECT_EQ(icalloc(3, SIZE_MAX / 2), nullptr);
 }
 
 TEST(AllocationHelpers, IcallocClears) {
@@ -147,6 +153,8 @@ TEST(Scheck, WidthsAndSetsAreKept) {
     EXPECT_TRUE(matches("a-b", "%[^ ]"));
     EXPECT_FALSE(matches("a-b c", "%[^ ]"));
     EXPECT_TRUE(matches("1234567890123456789", "%ld"));
+    EXPECT_TRUE(matches("12 13", "%*d %d")); // suppressed already
+    EXPECT_FALSE(matches("12 13x", "%*d %d"));
 }
 
 TEST(Scheck, AMismatchLeavesNothingOver) {

@@ -102,6 +102,13 @@ TEST(Steady, WhereThereAreNoYears) {
     EXPECT_EQ(steady_until(*zone, last_of_time - 5), last_of_time);
 }
 
+TEST(Steady, NothingIsPromisedOfChangesOutOfOrder) {
+    const auto zone = open_zone("AAA0BBB,M1.1.0/-85,M12.5.0/85");
+    EXPECT_FALSE(zone->index.ordered);
+    for (const std::int64_t time : {0L, 1600000000L, 100000000000L})
+        EXPECT_EQ(steady_until(*zone, time), time);
+}
+
 TEST(Steady, StepsOverHalfAYearInACommonZone) {
     // Else nothing would be gained.
     const auto zone = open_zone("America/New_York");
