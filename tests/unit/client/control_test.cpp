@@ -7,10 +7,14 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "ntp_state.h"
+#include "tz/child_process.h"
 
 namespace {
 
@@ -104,6 +108,22 @@ TEST_F(Control, WithoutAPrimaryNoThreadIsCreated) {
     EXPECT_EQ(ntp_thread_state, 0);
     EXPECT_EQ(ntp_status, 0);
     EXPECT_EQ(sent(), codes{});
+}
+
+TEST_F(Control, ASocketThatSelectCannotWatchIsRefused) {
+    check_in_child([] {
+        const rlimit enough{.rlim_cur = 2 * FD_SETSIZE, .rlim_max = 2 * FD_SETSIZE};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &enough), 0);
+        const int said = memfd_create("stderr", 0);
+        ASSERT_GE(dup2(said, STDERR_FILENO), 0);
+        while (dup(said) < FD_SETSIZE - 1) {
+        }
+        ntp_server_config("10.0.0.1", "0.0.0.0");
+        char text[100] = "";
+        while (pread(said, text, sizeof text - 1, 0) <= 0) // the thread's; an alarm is set
+            usleep(1000);
+        EXPECT_STREQ(text, "net socker : Too many open files\n");
+    });
 }
 
 TEST_F(Control, DisablingWhileDisabledSendsNothing) {

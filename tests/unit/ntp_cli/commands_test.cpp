@@ -52,6 +52,7 @@ TEST(SecondServer, NeedsAPrimary) {
     store_server(g_ntp_var.g_pri_ntp_server, server_not_set); // is one, for this command
     EXPECT_EQ(answer("second ntp server2 host"), "");
     EXPECT_STREQ(g_ntp_var.g_sec_ntp_server, "host");
+    store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
 }
 
 } // namespace
