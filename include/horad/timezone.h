@@ -77,8 +77,8 @@ int32_t set_system_timezone_new(const char *text);
 
 /* The offset last set; all zero at first. */
 struct sys_timezone_info {
-    int32_t east;   /* 1 east of Greenwich, 0 west */
-    int32_t hour;   /* hours and minutes of the offset, without its sign */
+    int32_t east; /* 1 east of Greenwich, 0 west */
+    int32_t hour; /* hours and minutes of the offset, without its sign */
     int32_t minute;
 };
 struct sys_timezone_info get_system_timezone(void);
