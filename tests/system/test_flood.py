@@ -109,7 +109,7 @@ def test_overrun(bench: Bench, kind: str, debug: bool) -> None:
         resident, opened = memory(daemon), resting_descriptors(daemon)
         start, used = time.monotonic(), processor_seconds(client(daemon))
         read = dropped = 0
-        for _ in rounds(1):
+        for _ in rounds(2):
             passed = flood.overrun(daemon, [datagram] * 40000)
             read, dropped = read + passed.read, dropped + passed.dropped
         took, used = time.monotonic() - start, processor_seconds(client(daemon)) - used

@@ -104,7 +104,8 @@ def come_to_rest(shim: Shim) -> None:
 
     def resting() -> bool:
         last = shim.events(thread="ntpClient")[-1]
-        return last.data.get("timeout") == 604800 and time.monotonic() - last.real > 0.3 * TIME_FACTOR
+        # A late answer of the other server takes a moment off the week.
+        return last.data.get("timeout", 0) > 600000 and time.monotonic() - last.real > 0.3 * TIME_FACTOR
 
     wait_for("a last step", resting, 30)
 
@@ -140,8 +141,8 @@ def test_ten_thousand_changes(bench: Bench) -> None:
         work(8000)
     last = settled()
     took = time.monotonic() - start
-    assert last - first <= FLAT
-    assert descriptors(daemon) == opened
+    assert last - first <= FLAT // 2
+    assert resting_descriptors(daemon) == opened
     assert b"Could not send NTP signal" not in daemon.stdout()
     steps = made(shim)
     assert len(steps) >= 20
