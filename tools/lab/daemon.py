@@ -84,8 +84,15 @@ class Daemon:
     def _answers(self) -> bool:
         if not self.running:
             raise AssertionError(f"the daemon ended with status {self.status}: {self.stderr()!r}")
+        # A greeting, not only a connection: the daemon listens before it has read
+        # its configuration, and greets after that.
         with self.world.socket("daemon", socket.SOCK_STREAM) as probe:
-            return probe.connect_ex(("127.0.0.1", self.port)) == 0
+            probe.settimeout(TIME_FACTOR)
+            try:
+                probe.connect(("127.0.0.1", self.port))
+                return probe.recv(1) != b""
+            except OSError:
+                return False
 
     # --- the process
 
