@@ -11,8 +11,11 @@ else()
   set(frr_prefix ${CMAKE_SOURCE_DIR}/build/deps/frr)
 endif()
 
-find_path(FRR_INCLUDE_DIR libfrr.h PATHS ${frr_prefix}/include/frr NO_DEFAULT_PATH)
-find_library(FRR_LIBRARY frr PATHS ${frr_prefix}/lib NO_DEFAULT_PATH)
+find_path(FRR_INCLUDE_DIR libfrr.h PATHS ${frr_prefix}/include/frr
+  NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+find_library(FRR_LIBRARY frr PATHS ${frr_prefix}
+  PATH_SUFFIXES lib lib/${CMAKE_LIBRARY_ARCHITECTURE}
+  NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 if(NOT FRR_INCLUDE_DIR OR NOT FRR_LIBRARY)
   message(FATAL_ERROR "no libfrr in ${frr_prefix}: run tools/setup, or set HORAD_FRR_PREFIX")
 endif()

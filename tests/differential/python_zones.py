@@ -4,11 +4,13 @@
 python_zones.py PROGRAM [--full] [--seed N]
 
 PROGRAM is tz_differential: it converts what it is asked to, line by line.
+Words before it, such as an emulator, come in the same argument.
 """
 
 import collections
 import pathlib
 import random
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -95,7 +97,7 @@ class Run:
     def ask(self, zone, questions):
         """The program's answers, one for each question."""
         text = "".join(line + "\n" for line in [f"zone {zone}"] + questions)
-        done = subprocess.run([self.program, "--answer"], input=text, capture_output=True,
+        done = subprocess.run([*self.program, "--answer"], input=text, capture_output=True,
                               text=True, check=True)
         answers = done.stdout.splitlines()
         if len(answers) != len(questions):
@@ -180,7 +182,7 @@ def main():
     seed = (int(arguments[arguments.index("--seed") + 1]) if "--seed" in arguments
             else random.randrange(1 << 32))
     print(f"{'full' if full else 'sampled'} run, seed {seed}")
-    run = Run(arguments[0], full, seed)
+    run = Run(shlex.split(arguments[0]), full, seed)
     files = zone_files()
     if len(files) < 250:
         run.fail(f"only {len(files)} zone files")

@@ -9,6 +9,7 @@ PROGRAM is discipline_run.
 import collections
 import random
 import re
+import shlex
 import subprocess
 import sys
 
@@ -99,7 +100,7 @@ def main():
         todo = list(sequences(chance, batch))
         asked = "".join("".join(written(command) + "\n" for command in sequence) + "state\nreset\n"
                         for _, sequence in todo)
-        done = subprocess.run([arguments[0]], input=asked, capture_output=True, text=True,
+        done = subprocess.run(shlex.split(arguments[0]), input=asked, capture_output=True, text=True,
                               check=True)
         answers = done.stdout.split("reset\n")[:-1]
         if len(answers) != len(todo):

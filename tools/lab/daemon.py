@@ -65,7 +65,7 @@ class Daemon:
         environment = dict(self._environment)
         if self.shim is not None:
             environment.update(self.shim.environment)
-            environment["LD_PRELOAD"] = " ".join([*self.build.runtimes, str(self.build.shim)])
+            environment.update(self.build.preload(self.build.shim))
         with self._open(self._stdout) as stdout, self._open(self._stderr) as stderr:
             self._process = self.world.spawn(
                 "daemon",

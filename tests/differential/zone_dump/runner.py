@@ -4,6 +4,7 @@
 import collections
 import pathlib
 import random
+import shlex
 import subprocess
 import sys
 
@@ -16,8 +17,8 @@ Answer = collections.namedtuple("Answer", "result dump output errors slept")
 class Program:
     """One process; it keeps what the functions keep from call to call."""
 
-    def __init__(self, path):
-        self.process = subprocess.Popen([path], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    def __init__(self, command):
+        self.process = subprocess.Popen(shlex.split(command), stdin=subprocess.PIPE, stdout=subprocess.PIPE)
 
     def tell(self, *words):
         line = "\t".join("(null)" if word is None else str(word) for word in words)
