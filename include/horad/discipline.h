@@ -33,8 +33,8 @@ extern "C" {
  * when no frequency explains all of the last 16.
  *
  * Prints a line "# box ..." with the result, or "# inconsistent", on standard
- * output for every sample from the 16th on; with the flag `debug` set also how it
- * came about.
+ * output for every sample from the 16th on; with the daemon's variable `debug` set,
+ * which no command does, also how it came about.
  *
  * For a loop that converges an offset is the server's time less the clock's, as
  * in the statistics line, the error bar half the round trip, and `frequency` the
@@ -46,12 +46,13 @@ int32_t contemplate_data(uint32_t time, double offset, double error_bar, int32_t
 
 /* --- its parts ------------------------------------------------------------ */
 
-/* A line in the plane of time and offset. */
+/* A line in the plane of time and offset; a corner of the polygon is one. */
 struct segment {
     double slope; /* microseconds per second: parts per million */
     double value; /* microseconds, at the newest sample's time */
 };
 
+/* A point in any plane. */
 struct point {
     double x;
     double y;
@@ -79,26 +80,40 @@ int search(int newest, int from, int a, int b, int dir, struct segment *out);
 /* Widens the limits of the correction to 20 parts per million both ways. */
 void polygon_reset(void);
 
-/* Narrows the limits by a corner of the polygon of the lines that explain all
- * samples: a correction should lead every one of them towards no offset. */
+/*
+ * Narrows the limits by a corner of the polygon of the lines that explain all
+ * samples: a correction should lead every one of them towards no offset.
+ */
 void polygon_point(const struct segment *corner);
 
-/* How far a correction may go at least in one direction, parts per million. */
+/*
+ * How far a corner lets a correction go in one direction.
+ *
+ * x  the corner's slope in parts per million; with its sign changed for the other
+ *    direction
+ * y  its value in microseconds; with its sign changed where that of `x` is not
+ *
+ * Returns parts per million, not negative: 0 when it may not go that way at all.
+ */
 double find_shift(double x, double y);
 
 /*
- * The correction that the limits allow in one direction only; 0 when they allow
- * both, or none.
+ * The correction that the limits allow in one direction only.
  *
  * both  set to 1 when the limits allow both, else left as it is
+ *
+ * Returns parts per million; 0 when the limits allow both directions, or none.
  */
 double find_df(int *both);
 
 /*
- * What to add to a correction `d` so that the middle of the polygon leads towards
- * no offset, parts per million.
+ * What to add to a correction so that the middle of the polygon leads towards no
+ * offset.
  *
- * mincross, maxcross  the shallowest and the steepest line
+ * mincross, maxcross  the shallowest and the steepest line through all samples
+ * d                   the correction, parts per million
+ *
+ * Returns parts per million.
  */
 double find_df_center(const struct segment *mincross, const struct segment *maxcross, double d);
 

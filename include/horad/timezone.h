@@ -16,7 +16,8 @@
 extern "C" {
 #endif
 
-struct vty; /* libfrr's command-line session */
+/* libfrr's command-line session. */
+struct vty;
 
 /* --- by zone file --------------------------------------------------------- */
 
@@ -45,8 +46,8 @@ int32_t show_system_timezone(struct vty *vty);
  * shortened), to this process's TZ and zone, and to the login profile
  * /etc/profile, by way of a shell.
  *
- * text  a POSIX TZ string of at most 59 characters that check_input_is_valid()
- *       accepts
+ * text  a POSIX TZ string of at most 59 characters, of those that the device's
+ *       input check accepts (the stand-in's: letters, digits, "+-:,._")
  *
  * Returns 0, also when the profile could not be changed; with a message -2 for a
  * text with other characters or too long and -27 for a null one, both before
@@ -75,24 +76,30 @@ int32_t set_system_timezone(const char *text);
  */
 int32_t set_system_timezone_new(const char *text);
 
-/* The offset last set; all zero at first. */
+/* The offset of a zone from UTC. */
 struct sys_timezone_info {
     int32_t east; /* 1 east of Greenwich, 0 west */
     int32_t hour; /* hours and minutes of the offset, without its sign */
     int32_t minute;
 };
+
+/* The offset last set; all zero at first. */
 struct sys_timezone_info get_system_timezone(void);
 
-/* The time-zone offset, a number that is carried with the zone. */
+/* The time-zone offset, a number that is carried with the zone; 0 at first. */
 int32_t get_timezone_offset(void);
 
-/* Stores it, 0..10.  Returns 0; -2 with a message for any other number. */
+/* Stores the time-zone offset, 0..10.
+ *
+ * Returns 0; -2 with a message for any other number. */
 int32_t set_timezone_offset(uint32_t number);
 
-/* Whether the offset lies east of Greenwich (1) or west (0). */
+/* Whether the zone's offset lies east of Greenwich (1) or west (0). */
 int32_t get_timezone_east(void);
 
-/* Stores it: 1 for any number but 0.  Returns 0. */
+/* Stores the side of Greenwich: east for any number but 0.
+ *
+ * Returns 0. */
 int32_t set_timezone_east(int32_t east);
 
 /* --- changes of local time ------------------------------------------------ */
@@ -102,6 +109,12 @@ int32_t set_timezone_east(int32_t east);
  * anew), one line an instant.  Every change gives two lines: the last second
  * before it and the first second after it.
  *
+ *     Europe/London  Sun Mar 29 00:59:59 2020 UT = Sun Mar 29 00:59:59 2020 GMT isdst=0 gmtoff=0
+ *     Europe/London  Sun Mar 29 01:00:00 2020 UT = Sun Mar 29 02:00:00 2020 BST isdst=1 gmtoff=3600
+ *
+ * The list of a zone begins and ends with two instants at either end of time,
+ * which have a number in place of the first date and NULL in place of the second.
+ *
  *   argv[0]     not looked at
  *   argv[1..2]  "-c" and the years to list: "HIGH" or "LOW,HIGH", from the first
  *               second of one to the first second of the other, in UTC; null,
@@ -109,11 +122,12 @@ int32_t set_timezone_east(int32_t east);
  *   argv[3]     "-v"; anything else: only the present time of each zone
  *   argv[4...]  zones, as tzalloc() takes them, not null
  *
- * Changes less than 12 hours apart may be missed.  Returns 0; 1 for fewer than
- * four arguments (with a message), for years that cannot be read (without one)
- * and for a zone that does not exist (with the reason on standard error, the
- * zones before it listed).  A line that cannot be written is dropped with a
- * message.
+ * Changes less than 12 hours apart may be missed.
+ *
+ * Returns 0; 1 for fewer than four arguments and for a null zone (with a message
+ * on standard error), for years that cannot be read (without one) and for a zone
+ * that does not exist (with the reason on standard error, the zones before it
+ * listed).  A line that cannot be written is dropped with a message.
  */
 int32_t zdump_main(int32_t argc, char *argv[]);
 

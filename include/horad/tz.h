@@ -2,13 +2,6 @@
 /*
  * The time-zone engine, for code that runs inside the daemon's process.
  *
- * The engine also serves the standard names (tzset, localtime, localtime_r,
- * gmtime, gmtime_r, ctime, ctime_r, mktime) for everything in the process,
- * libraries included; <time.h> declares those.  They differ from the C library's
- * in three ways: localtime_r() loads the zone only when none was loaded yet (or
- * TZ has 256 characters or more), an unusable TZ is UTC named "GMT", and mktime()
- * finds no time for one that a clock change skipped unless tm_isdst is 0 or 1.
- *
  * Threads: zone objects need no lock as long as nobody frees them meanwhile.
  * tzset(), localtime(), gmtime(), ctime() and mktime() share the process's zone,
  * one result and tzname; call them on one thread at a time, and change TZ on
@@ -25,7 +18,35 @@
 extern "C" {
 #endif
 
-/* A zone of one's own. */
+/* --- the standard names --------------------------------------------------- */
+
+/*
+ * For everything in the process, libraries included; <time.h> declares them.
+ *
+ *     void tzset(void);
+ *     struct tm *localtime(const time_t *time);
+ *     struct tm *localtime_r(const time_t *time, struct tm *result);
+ *     struct tm *gmtime(const time_t *time);
+ *     struct tm *gmtime_r(const time_t *time, struct tm *result);
+ *     char *ctime(const time_t *time);
+ *     char *ctime_r(const time_t *time, char *text);
+ *     time_t mktime(struct tm *tm);
+ *
+ * They convert as localtime_rz() and mktime_z() do, gmtime() and gmtime_r() in
+ * UTC, all others in the process's zone: that of TZ, or of /etc/localtime when TZ
+ * is not set.  `text` has room for 26 bytes.
+ *
+ * They differ from the C library's in three ways: localtime_r() loads the zone
+ * only when none was loaded yet (or TZ has 256 characters or more), an unusable
+ * TZ is UTC named "GMT", and mktime() finds no time for one that a clock change
+ * skipped unless tm_isdst is 0 or 1.
+ *
+ * Return null, and mktime() -1, when there is no such time.
+ */
+
+/* --- zone objects --------------------------------------------------------- */
+
+/* A zone of one's own, which only tzalloc() and tzfree() change. */
 typedef struct zone_state *timezone_t;
 typedef const struct zone_state *const_timezone_t;
 
@@ -76,10 +97,14 @@ struct tm *localtime_rz(const_timezone_t zone, const time_t *time, struct tm *re
  */
 time_t mktime_z(const_timezone_t zone, struct tm *tm);
 
+/* --- helpers -------------------------------------------------------------- */
+
 /*
  * Allocation on the memory type "NTP client".  Sizes in bytes; 0 gets one byte.
- * Memory that cannot be had ends the process, as everywhere in libfrr; null is
- * only returned by icalloc() for a product beyond SIZE_MAX.
+ *
+ * Return the block, to be given back with ifree() or icfree().  Memory that cannot
+ * be had ends the process, as everywhere in libfrr; null is only returned by
+ * icalloc() for a product beyond SIZE_MAX.
  */
 void *imalloc(size_t n);
 void *icalloc(size_t n, size_t size);    /* zeroed */
@@ -90,6 +115,8 @@ void icfree(void *pointer);              /* the same */
 /*
  * Strings on the same memory.  icatalloc() appends `text` to `old`, whose block
  * it takes over; a null `text` appends nothing, a null `old` is an empty string.
+ *
+ * Return the string, to be given back with ifree().
  */
 char *icatalloc(char *old, const char *text);
 char *icpyalloc(const char *text);
