@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import re
 import signal
 import socket
 import subprocess
@@ -57,10 +58,29 @@ def test_unknown_option(bench: Bench, option: str) -> None:
     assert daemon.stdout() == b""
 
 
-def test_version(bench: Bench) -> None:
-    daemon = bench.daemon(arguments=["--version"], ready=False)
+@pytest.mark.parametrize("arguments", [["--version"], ["-v"], ["--vers"], ["-P", "0", "--version"]])
+def test_version(bench: Bench, arguments: list[str]) -> None:
+    daemon = bench.daemon(arguments=arguments, ready=False)
     assert daemon.wait() == 0
-    assert daemon.stdout().startswith(b"horad version ")
+    assert re.fullmatch(
+        rb"horad version \d+\.\d+\.\d+\n"
+        rb"revision \S+\n"
+        rb"built for (x86_64|aarch64) by \S+ [\d.]+, \S+\n"
+        rb"with libfrr \d+\.\d+\S*\n",
+        daemon.stdout(),
+    )
+    assert daemon.stderr() == b""
+
+
+def test_version_is_the_projects(bench: Bench) -> None:
+    """In what the program says, the man page and the package."""
+    version = re.search(r"project\(horad VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text())
+    assert version is not None
+    daemon = bench.daemon(arguments=["--version"], ready=False)
+    daemon.wait()
+    assert daemon.stdout().startswith(f"horad version {version[1]}\n".encode())
+    assert f'"horad {version[1]}"' in (PROJECT / "docs" / "horad.8").read_text()
+    assert (PROJECT / "packaging" / "debian" / "changelog").read_text().startswith(f"horad ({version[1]}) ")
 
 
 @pytest.mark.parametrize("option", ["-f", "--config_file"])

@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+#
+# What `cmake --install` puts where.  Component "daemon" is what runs; "headers"
+# is for building code that runs inside the daemon's process.
+#
+# libfrr and the three device libraries are the daemon's own: in a folder that only
+# it looks into, beside whatever the system has.
+set(private_libraries ${CMAKE_INSTALL_LIBDIR}/horad)
+file(RELATIVE_PATH from_daemon ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/horad)
+set_target_properties(horad PROPERTIES INSTALL_RPATH "$ORIGIN/${from_daemon}")
+set_target_properties(cli_helper config_db zone_catalogue PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+install(TARGETS horad RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+install(TARGETS cli_helper config_db zone_catalogue
+  LIBRARY DESTINATION ${private_libraries} COMPONENT daemon)
+# A device brings its own libfrr and needs no copy of it.
+option(HORAD_INSTALL_LIBFRR "Install libfrr with the daemon" ON)
+if(HORAD_INSTALL_LIBFRR)
+  file(REAL_PATH ${FRR_LIBRARY} frr_file)
+  install(PROGRAMS ${frr_file} DESTINATION ${private_libraries} RENAME libfrr.so.0 COMPONENT daemon)
+endif()
+
+# Samples: an installed configuration is the operator's, and is not overwritten.
+install(FILES packaging/horad.conf packaging/horad.default
+  DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT daemon)
+install(FILES docs/horad.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
+file(READ packaging/horad.service unit)
+string(REPLACE /usr/sbin/horad ${CMAKE_INSTALL_FULL_SBINDIR}/horad unit "${unit}")
+file(CONFIGURE OUTPUT horad.service CONTENT "${unit}" @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/horad.service
+  DESTINATION lib/systemd/system COMPONENT daemon)
+
+install(DIRECTORY include/horad DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT headers)

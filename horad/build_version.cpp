@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "build_version.h"
+
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+#include "horad_build.h"
+
+bool asks_for_version(int argc, const char *const *argv) {
+    constexpr std::string_view option = "--version";
+    constexpr std::size_t shortest = std::string_view("--ve").size();
+    for (const std::string_view argument : std::span(argv, static_cast<std::size_t>(argc)))
+        if (argument == "-v" || (argument.size() >= shortest && option.starts_with(argument)))
+            return true;
+    return false;
+}
+
+void print_build_version() {
+    std::puts("horad version " HORAD_VERSION "\n"
+              "revision " HORAD_REVISION "\n"
+              "built for " HORAD_TARGET " by " HORAD_COMPILER ", " HORAD_BUILD_TYPE "\n"
+              "with libfrr " HORAD_FRR_VERSION);
+}
