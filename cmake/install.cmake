@@ -8,13 +8,17 @@
 set(private_libraries ${CMAKE_INSTALL_LIBDIR}/horad)
 file(RELATIVE_PATH from_daemon ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/horad)
 set_target_properties(horad PROPERTIES INSTALL_RPATH "$ORIGIN/${from_daemon}")
-set_target_properties(cli_helper config_db zone_catalogue PROPERTIES INSTALL_RPATH "$ORIGIN")
 
 install(TARGETS horad RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
-install(TARGETS cli_helper config_db zone_catalogue
-  LIBRARY DESTINATION ${private_libraries} COMPONENT daemon)
-# A device brings its own libfrr and needs no copy of it.
-option(HORAD_INSTALL_LIBFRR "Install libfrr with the daemon" ON)
+# A device has its own ones, and needs no copy of them.
+foreach(library cli_helper config_db zone_catalogue)
+  get_target_property(is_imported ${library} IMPORTED)
+  if(NOT is_imported)
+    set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    install(TARGETS ${library} LIBRARY DESTINATION ${private_libraries} COMPONENT daemon)
+  endif()
+endforeach()
+option(HORAD_INSTALL_LIBFRR "Install libfrr with the daemon: a device has one" ON)
 if(HORAD_INSTALL_LIBFRR)
   file(REAL_PATH ${FRR_LIBRARY} frr_file)
   install(PROGRAMS ${frr_file} DESTINATION ${private_libraries} RENAME libfrr.so.0 COMPONENT daemon)

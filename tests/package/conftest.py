@@ -1,0 +1,45 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""Packages as tools/package makes them, and systems to put them on.
+
+    /usr/bin/python3 -m pytest tests/package
+
+builds them first (build/packages).
+"""
+from __future__ import annotations
+
+import subprocess
+import sys
+from pathlib import Path
+
+import pytest
+
+sys.path[:0] = [str(Path(__file__).resolve().parents[2] / "tools"), str(Path(__file__).resolve().parents[1] / "system")]
+
+from throwaway import PROJECT, Debian  # noqa: E402
+
+
+def build_packages(folder: Path) -> dict[str, Path]:
+    subprocess.run([str(PROJECT / "tools" / "package"), "--output", str(folder)], check=True,
+                   stdout=subprocess.DEVNULL)  # fmt: skip
+    return {path.stem.rsplit("_", 1)[1]: path for path in folder.glob("*.deb")}
+
+
+@pytest.fixture(scope="session")
+def packages() -> dict[str, Path]:
+    """The packages by architecture."""
+    return build_packages(PROJECT / "build" / "packages")
+
+
+@pytest.fixture(scope="session")
+def native() -> str:
+    """This machine's architecture."""
+    return subprocess.run(["dpkg", "--print-architecture"], check=True, capture_output=True, text=True).stdout.strip()
+
+
+@pytest.fixture
+def debian(tmp_path: Path, packages: dict[str, Path], native: str) -> Debian:
+    """A system without the daemon; /packages/horad.deb is the package for it."""
+    shared = tmp_path / "packages"
+    shared.mkdir()
+    (shared / "horad.deb").write_bytes(packages[native].read_bytes())
+    return Debian(tmp_path, shared)

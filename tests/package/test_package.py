@@ -1,0 +1,186 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""The packages: what is in them, and their life on a system."""
+from __future__ import annotations
+
+import hashlib
+import re
+import stat
+import subprocess
+from pathlib import Path
+
+import pytest
+
+from conftest import build_packages
+from throwaway import PROJECT, Debian, changed, needed, pack, programs, tree
+
+ARCHITECTURES = pytest.mark.parametrize("architecture", ["amd64", "arm64"])
+TRIPLETS = {"amd64": "x86_64-linux-gnu", "arm64": "aarch64-linux-gnu"}
+MACHINES = {"amd64": "X86-64", "arm64": "AArch64"}
+LIBC = ("ld-linux", "libc.so", "libm.so")  # one package's
+PRIVATE = {"libcli_helper.so", "libconfig_db.so", "libfrr.so.0", "libzone_catalogue.so"}
+INSTALL = "dpkg --install /packages/horad.deb"
+CONFIGURATION = "/etc/frr/horad.conf"
+DATABASE = "/var/lib/horad/config.db"
+
+
+def field(package: Path, name: str) -> str:
+    return subprocess.run(["dpkg-deb", "--field", str(package), name], check=True, capture_output=True,
+                          text=True).stdout.strip()  # fmt: skip
+
+
+# --- what is in them
+
+
+@ARCHITECTURES
+def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) -> None:
+    unpacked = tree(packages[architecture], tmp_path / "tree")
+    private = f"usr/lib/{TRIPLETS[architecture]}/horad"
+    assert {str(path.relative_to(unpacked)) for path in programs(unpacked)} == {
+        "usr/sbin/horad",
+        *(f"{private}/{name}" for name in PRIVATE),
+    }
+    for name in ("lib/systemd/system/horad.service", "usr/share/man/man8/horad.8.gz", "usr/share/doc/horad/guide.md"):
+        assert (unpacked / name).is_file()
+    for name, mode in ((CONFIGURATION, 0o640), ("/etc/default/horad", 0o644)):
+        status = (unpacked / name.lstrip("/")).stat()
+        assert stat.S_IMODE(status.st_mode) == mode
+        assert (status.st_uid, status.st_gid) == (0, 0)
+    assert (unpacked / "DEBIAN" / "conffiles").read_text().split() == ["/etc/default/horad", CONFIGURATION]
+
+
+@ARCHITECTURES
+def test_programs(packages: dict[str, Path], architecture: str, tmp_path: Path) -> None:
+    unpacked = tree(packages[architecture], tmp_path / "tree")
+    for path in programs(unpacked):
+        header = subprocess.run(["readelf", "--file-header", "--dynamic", str(path)], check=True, capture_output=True,
+                                text=True).stdout  # fmt: skip
+        assert MACHINES[architecture] in header
+        # They find their libraries wherever the whole is put, and nothing of the
+        # builder's folders is left in them.
+        assert all(text.startswith("$ORIGIN") for text in re.findall(r"RUNPATH.*\[(.*)\]", header))
+        assert str(PROJECT).encode() not in path.read_bytes()
+
+
+def test_both_need_the_same(packages: dict[str, Path], tmp_path: Path) -> None:
+    """What is said of one architecture's dependencies is true for the other."""
+    wanted = {}
+    for architecture, package in packages.items():
+        unpacked = tree(package, tmp_path / architecture)
+        wanted[architecture] = {(path.name, name) for path in programs(unpacked) for name in needed(path)
+                                if not name.startswith(LIBC)}  # fmt: skip
+    assert wanted["amd64"] == wanted["arm64"]
+    assert field(packages["amd64"], "Depends") == field(packages["arm64"], "Depends")
+
+
+def test_lintian(packages: dict[str, Path]) -> None:
+    """Exceptions are listed, with reasons, in packaging/debian/horad.lintian-overrides."""
+    done = subprocess.run(["lintian", "--display-info", "--fail-on", "info", "--allow-root",
+                           *map(str, packages.values())], capture_output=True, text=True)  # fmt: skip
+    assert (done.stdout, done.returncode) == ("", 0)
+
+
+def test_reproducible(packages: dict[str, Path], tmp_path: Path) -> None:
+    """Built once more, in another folder."""
+    again = build_packages(tmp_path / "elsewhere" / "second")
+    digest = lambda path: hashlib.sha256(path.read_bytes()).hexdigest()  # noqa: E731
+    assert {name: digest(path) for name, path in again.items()} == {
+        name: digest(path) for name, path in packages.items()
+    }
+
+
+def test_arm64_package_runs(packages: dict[str, Path], tmp_path: Path) -> None:
+    unpacked = tree(packages["arm64"], tmp_path / "tree")
+    sysroot = PROJECT / "build" / "deps" / "arm64" / "root"
+    done = subprocess.run(["qemu-aarch64", "-L", str(sysroot), str(unpacked / "usr/sbin/horad"), "--version"],
+                          check=True, capture_output=True, text=True)  # fmt: skip
+    assert f"horad version {field(packages['arm64'], 'Version')}\n" in done.stdout
+    assert "built for aarch64 by " in done.stdout
+
+
+def test_installed_without_a_package(tmp_path: Path) -> None:
+    """cmake --install below any folder: the daemon runs from there."""
+    subprocess.run(["cmake", "--install", str(PROJECT / "build" / "release"), "--prefix", str(tmp_path)], check=True,
+                   stdout=subprocess.DEVNULL)  # fmt: skip
+    listed = subprocess.run(["ldd", str(tmp_path / "sbin" / "horad")], check=True, capture_output=True, text=True)
+    private = tmp_path / "lib" / "horad"
+    assert {path.name for path in private.iterdir()} == PRIVATE
+    for name in PRIVATE:
+        assert str(private / name) in {str(Path(path).resolve()) for path in re.findall(r"=> (\S+)", listed.stdout)}
+    assert {path.name for path in (tmp_path / "include" / "horad").iterdir()} >= {"timezone.h", "tz.h"}
+    unit = (tmp_path / "lib" / "systemd" / "system" / "horad.service").read_text()
+    assert "ExecStart=/usr/local/sbin/horad " in unit  # the prefix that the build was configured for
+
+
+# --- their life
+
+
+def test_install(debian: Debian) -> None:
+    debian.run(INSTALL)
+    assert debian.run("dpkg --audit").stdout == ""
+    assert "horad version " in debian.run("horad --version").stdout
+    assert "not found" not in debian.run("ldd /usr/sbin/horad /usr/lib/*/horad/*.so*").stdout
+    # Started at boot.
+    assert debian.path("/etc/systemd/system/multi-user.target.wants/horad.service").is_symlink()
+    # The sample is a configuration that the daemon accepts as it is.
+    accepted = debian.run(f"horad --dryrun -f {CONFIGURATION}")
+    assert accepted.stdout == ""
+
+
+def test_what_it_needs_is_named(debian: Debian) -> None:
+    """On a system without one of the libraries it stays unconfigured, with the name."""
+    debian.run("dpkg --force-depends --remove libyang2")
+    refused = debian.run(INSTALL, check=False)
+    assert refused.returncode != 0
+    assert "horad depends on libyang2" in refused.stdout
+
+
+def test_upgrade(debian: Debian, packages: dict[str, Path], native: str, tmp_path: Path) -> None:
+    debian.run(INSTALL)
+    debian.run(f"echo 'hostname mine' >>{CONFIGURATION}; mkdir -p /var/lib/horad; echo steps >{DATABASE}")
+    newer = changed(packages[native], tmp_path, {"Version": "9.0"})
+    newer.rename(tmp_path / "packages" / "newer.deb")
+    debian.run("dpkg --install /packages/newer.deb")
+    assert debian.run("dpkg-query -W -f '${Version} ${db:Status-Status}' horad").stdout == "9.0 installed"
+    assert debian.run(f"tail -n 1 {CONFIGURATION}; stat -c %a {CONFIGURATION}").stdout == "hostname mine\n640\n"
+    assert debian.run(f"cat {DATABASE}").stdout == "steps\n"
+    # And back.
+    debian.run(INSTALL)
+    assert debian.run(f"tail -n 1 {CONFIGURATION}").stdout == "hostname mine\n"
+
+
+def test_remove_keeps_what_is_the_operators(debian: Debian) -> None:
+    debian.run(INSTALL)
+    debian.run(f"echo 'hostname mine' >>{CONFIGURATION}; mkdir -p /var/lib/horad; echo steps >{DATABASE}")
+    debian.run("dpkg --remove horad")
+    assert debian.run("ls /usr/sbin/horad /usr/lib/*/horad /lib/systemd/system/horad.service",
+                      check=False).stdout.count("No such file") == 3  # fmt: skip
+    assert debian.run(f"tail -n 1 {CONFIGURATION}; cat {DATABASE}").stdout == "hostname mine\nsteps\n"
+    # Installed anew, it goes on with them.
+    debian.run(INSTALL)
+    assert debian.run(f"tail -n 1 {CONFIGURATION}; cat {DATABASE}").stdout == "hostname mine\nsteps\n"
+
+
+def test_purge_leaves_nothing(debian: Debian) -> None:
+    before = debian.files()
+    debian.run(INSTALL)
+    debian.run(f"cp {CONFIGURATION} {CONFIGURATION}.sav; mkdir -p /var/lib/horad /var/log/horad; touch {DATABASE}")
+    debian.run("ln -sf /usr/share/zoneinfo/Europe/Paris /etc/localtime")
+    debian.run("dpkg --purge horad")
+    assert debian.files() - before == set()
+    assert before - debian.files() == set()
+    # The zone is the system's.
+    assert debian.run("readlink /etc/localtime").stdout == "/usr/share/zoneinfo/Europe/Paris\n"
+    assert debian.run("ls -d /var/lib/horad /var/log/horad", check=False).returncode != 0
+
+
+def test_takes_another_time_daemons_place(debian: Debian, tmp_path: Path) -> None:
+    """There is one time daemon on a system."""
+    control = tmp_path / "other" / "DEBIAN" / "control"
+    control.parent.mkdir(parents=True)
+    control.write_text("Package: other-time\nVersion: 1\nArchitecture: all\nMaintainer: nobody <nobody@example.org>\n"
+                       "Provides: time-daemon\nDescription: another time daemon\n")  # fmt: skip
+    pack(tmp_path / "other", tmp_path / "packages" / "other.deb")
+    debian.run("dpkg --install /packages/other.deb")
+    debian.run("apt-get --yes install /packages/horad.deb")
+    assert debian.run("dpkg-query -W -f '${db:Status-Status}' horad").stdout == "installed"
+    assert debian.run("dpkg-query -W -f '${db:Status-Status}' other-time", check=False).stdout != "installed"
