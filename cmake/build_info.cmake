@@ -20,8 +20,6 @@ if(CMAKE_SCRIPT_MODE_FILE)
 endif()
 
 set(HORAD_REVISION "" CACHE STRING "The source's revision (default: what git says)")
-file(STRINGS ${FRR_INCLUDE_DIR}/config.h frr_version REGEX "^#define PACKAGE_VERSION ")
-string(REGEX REPLACE ".*\"(.*)\"" "\\1" frr_version "${frr_version}")
 
 add_custom_target(build_info
   COMMAND ${CMAKE_COMMAND}

@@ -19,13 +19,27 @@ find_library(FRR_LIBRARY frr PATHS ${frr_prefix}
 if(NOT FRR_INCLUDE_DIR OR NOT FRR_LIBRARY)
   message(FATAL_ERROR "no libfrr in ${frr_prefix}: run tools/setup, or set HORAD_FRR_PREFIX")
 endif()
+if(NOT EXISTS ${FRR_INCLUDE_DIR}/config.h)
+  message(FATAL_ERROR "no config.h in ${FRR_INCLUDE_DIR}: libfrr does not install it; copy it there "
+    "from the folder libfrr was built in")
+endif()
+# Some headers include others as "lib/NAME.h".
+set(frr_include_dirs ${FRR_INCLUDE_DIR})
+if(NOT EXISTS ${FRR_INCLUDE_DIR}/lib)
+  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/frr_headers)
+  file(CREATE_LINK ${FRR_INCLUDE_DIR} ${CMAKE_BINARY_DIR}/frr_headers/lib SYMBOLIC)
+  list(APPEND frr_include_dirs ${CMAKE_BINARY_DIR}/frr_headers)
+endif()
+file(STRINGS ${FRR_INCLUDE_DIR}/version.h frr_version REGEX "^#define FRR_VERSION ")
+string(REGEX REPLACE "[^\"]*\"([^\"]*)\".*" "\\1" frr_version "${frr_version}")
+message(STATUS "libfrr ${frr_version}: ${FRR_LIBRARY}")
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(JSON_C REQUIRED IMPORTED_TARGET json-c)
 pkg_check_modules(LIBYANG REQUIRED IMPORTED_TARGET libyang)
 
 add_library(libfrr INTERFACE IMPORTED)
-target_include_directories(libfrr SYSTEM INTERFACE ${FRR_INCLUDE_DIR})
+target_include_directories(libfrr SYSTEM INTERFACE ${frr_include_dirs})
 target_compile_definitions(libfrr INTERFACE HAVE_CONFIG_H)
 target_link_libraries(libfrr INTERFACE ${FRR_LIBRARY} PkgConfig::JSON_C)
 # Only headers: the daemon calls nothing of libyang itself.
