@@ -28,10 +28,12 @@ endif()
 install(FILES packaging/horad.conf packaging/horad.default
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT daemon)
 install(FILES docs/horad.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
-file(READ packaging/horad.service unit)
-string(REPLACE /usr/sbin/horad ${CMAKE_INSTALL_FULL_SBINDIR}/horad unit "${unit}")
-file(CONFIGURE OUTPUT horad.service CONTENT "${unit}" @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/horad.service
-  DESTINATION lib/systemd/system COMPONENT daemon)
+# The unit starts what is installed with it, wherever that is.
+install(CODE "
+  file(READ ${PROJECT_SOURCE_DIR}/packaging/horad.service unit)
+  string(REPLACE /usr/sbin/horad \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/horad unit \"\${unit}\")
+  file(WRITE ${PROJECT_BINARY_DIR}/horad.service \"\${unit}\")
+" COMPONENT daemon)
+install(FILES ${PROJECT_BINARY_DIR}/horad.service DESTINATION lib/systemd/system COMPONENT daemon)
 
 install(DIRECTORY include/horad DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT headers)

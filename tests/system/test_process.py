@@ -11,7 +11,7 @@ from pathlib import Path
 
 import pytest
 
-from lab import BASE_CONFIG, DAEMON_ADDRESS, Build, World, number_inside, wait_for
+from lab import BASE_CONFIG, DAEMON_ADDRESS, PROJECT, Build, World, number_inside, wait_for
 from support.bench import PRIMARY, Bench, configured
 
 EXPORTED = {
