@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 #
-# How our own code is compiled, as the target `horad_options`.
+# How our own code is compiled: `horad_options`.  What is installed is linked with
+# `horad_hardening` as well, the unit tests with `horad_test_options`.
 include_guard()
 
 add_library(horad_options INTERFACE)
@@ -29,7 +30,18 @@ if(HORAD_SANITIZE)
   target_compile_options(horad_options INTERFACE
     -fsanitize=${HORAD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(horad_options INTERFACE -fsanitize=${HORAD_SANITIZE})
-elseif(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
-  target_compile_options(horad_options INTERFACE -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
-  target_link_options(horad_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
+
+add_library(horad_hardening INTERFACE)
+if(NOT HORAD_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  target_compile_options(horad_hardening INTERFACE
+    -fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  target_link_options(horad_hardening INTERFACE -Wl,-z,relro,-z,now)
+endif()
+
+# The tests themselves need not be fast (what they test is): their compiling is
+# most of a build.
+add_library(horad_test_options INTERFACE)
+target_compile_options(horad_test_options INTERFACE -O0)
+target_link_libraries(horad_test_options INTERFACE horad_options)
+target_precompile_headers(horad_test_options INTERFACE <gtest/gtest.h>)
