@@ -18,8 +18,8 @@ sys.path[:0] = [str(Path(__file__).resolve().parents[2] / "tools"), str(Path(__f
 from throwaway import PROJECT, Debian  # noqa: E402
 
 
-def build_packages(folder: Path) -> dict[str, Path]:
-    subprocess.run([str(PROJECT / "tools" / "package"), "--output", str(folder)], check=True,
+def build_packages(folder: Path, *before: str) -> dict[str, Path]:
+    subprocess.run([*before, str(PROJECT / "tools" / "package"), "--output", str(folder)], check=True,
                    stdout=subprocess.DEVNULL)  # fmt: skip
     return {path.stem.rsplit("_", 1)[1]: path for path in folder.glob("*.deb")}
 

@@ -18,6 +18,7 @@ TRIPLETS = {"amd64": "x86_64-linux-gnu", "arm64": "aarch64-linux-gnu"}
 MACHINES = {"amd64": "X86-64", "arm64": "AArch64"}
 LIBC = ("ld-linux", "libc.so", "libm.so")  # one package's
 PRIVATE = {"libcli_helper.so", "libconfig_db.so", "libfrr.so.0", "libzone_catalogue.so"}
+NO_NETWORK = ("unshare", "--net")
 INSTALL = "dpkg --install /packages/horad.deb"
 CONFIGURATION = "/etc/frr/horad.conf"
 DATABASE = "/var/lib/horad/config.db"
@@ -80,12 +81,19 @@ def test_lintian(packages: dict[str, Path]) -> None:
 
 
 def test_reproducible(packages: dict[str, Path], tmp_path: Path) -> None:
-    """Built once more, in another folder."""
-    again = build_packages(tmp_path / "elsewhere" / "second")
+    """Built once more, in another folder and without a network."""
+    again = build_packages(tmp_path / "elsewhere" / "second", *NO_NETWORK)
     digest = lambda path: hashlib.sha256(path.read_bytes()).hexdigest()  # noqa: E731
     assert {name: digest(path) for name, path in again.items()} == {
         name: digest(path) for name, path in packages.items()
     }
+
+
+def test_set_up_is_done_once() -> None:
+    """The second time it only looks, and needs no network."""
+    done = subprocess.run([*NO_NETWORK, str(PROJECT / "tools" / "setup"), "--tests"], check=True, capture_output=True,
+                          text=True)  # fmt: skip
+    assert "installing" not in done.stdout + done.stderr
 
 
 def test_arm64_package_runs(packages: dict[str, Path], tmp_path: Path) -> None:
