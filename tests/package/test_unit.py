@@ -28,7 +28,8 @@ sys.path[:0] = [str(PROJECT / path) for path in ("tools", "tests/system", "tests
 from lab import BASE_CONFIG, CONFIG, Build, Daemon, World, chrony, wait_for  # noqa: E402
 from support.bench import PRIMARY, SECONDARY, Bench  # noqa: E402
 from support.database import rows  # noqa: E402
-from unit_sandbox import LEFT, STEPS, Unit, capability_set  # noqa: E402
+from unit_file import Unit  # noqa: E402
+from unit_sandbox import LEFT, STEPS, capability_set  # noqa: E402
 
 # Tenths of what `systemd-analyze security` says; less is better.
 EXPOSURE = 27

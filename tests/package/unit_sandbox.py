@@ -20,7 +20,6 @@ import functools
 import mmap
 import os
 import re
-import shlex
 import socket
 import stat
 import subprocess
@@ -32,8 +31,7 @@ from typing import Any, Callable, Iterable
 sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
 
 from lab import kernel  # noqa: E402
-
-UNIT = "lib/systemd/system/horad.service"
+from unit_file import Unit  # noqa: E402
 
 # Directives without a step below, and why.
 LEFT = {
@@ -70,56 +68,6 @@ _CLONE_NEWIPC = 0x08000000
 _NAMESPACES = (0x00000080, 0x00020000, 0x02000000, 0x04000000, 0x08000000, 0x10000000, 0x20000000, 0x40000000)
 
 _libc = ctypes.CDLL(None, use_errno=True)
-
-
-# --- the unit
-
-
-class Unit:
-    """A unit file: the lines of each directive, by section."""
-
-    def __init__(self, root: Path) -> None:
-        self.root = root
-        self.path = next(path for path in (root / UNIT, root / "usr" / UNIT) if path.exists())
-        self.sections: dict[str, dict[str, list[str]]] = {}
-        directives: dict[str, list[str]] = {}
-        for line in self.path.read_text().replace("\\\n", " ").splitlines():
-            if line.startswith("["):
-                directives = self.sections.setdefault(line.strip("[]"), {})
-            elif line and line[0] not in "#;":
-                name, value = line.split("=", 1)
-                lines = directives.setdefault(name, [])
-                lines.append(value)
-
-    def words(self, section: str, directive: str) -> list[str]:
-        return [word for line in self.sections[section].get(directive, []) for word in line.split()]
-
-    @property
-    def service(self) -> dict[str, list[str]]:
-        return self.sections["Service"]
-
-    def environment(self) -> dict[str, str]:
-        """The variables that unit and file set; the file's win."""
-        found = {}
-        for line in self.service.get("Environment", []):
-            found.update(word.split("=", 1) for word in shlex.split(line))
-        for named in self.service.get("EnvironmentFile", []):
-            file = self.root / named.lstrip("-/")
-            if not named.startswith("-") or file.exists():
-                for line in file.read_text().splitlines():
-                    if line and line[0] not in "#;":
-                        name, value = line.split("=", 1)
-                        found[name] = "".join(shlex.split(value))
-        return found
-
-    def command(self) -> list[str]:
-        """Only a word that is nothing but a variable becomes the words of its value."""
-        [line] = self.service["ExecStart"]
-        variables = self.environment()
-        words = []
-        for word in shlex.split(line):
-            words += shlex.split(variables.get(word[1:], "")) if word.startswith("$") else [word]
-        return words
 
 
 # --- the steps, in the order in which they have to be taken
@@ -492,9 +440,9 @@ def allowed_calls(lines: Iterable[str]) -> set[str]:
 def capability_names() -> dict[int, str]:
     found = re.findall(r"^#define\s+(CAP_\w+)\s+(\d+)$", _CAPABILITIES.read_text(), re.MULTILINE)
     last = int(Path("/proc/sys/kernel/cap_last_cap").read_text())
-    names = {int(number): name for name, number in found if int(number) <= last}
-    assert len(names) == last + 1, "the kernel has capabilities that its header does not name"
-    return names
+    names = {int(number): name for name, number in found}
+    # The kernel may know more than its header.
+    return {number: names.get(number, f"CAP_{number}") for number in range(last + 1)}
 
 
 def capability_set(which: str, process: str = "self") -> set[str]:
