@@ -1,19 +1,26 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "build_version.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <span>
 #include <string_view>
 
 #include "horad_build.h"
 
+namespace {
+
+constexpr std::string_view option = "--version";
+constexpr std::size_t shortest = std::string_view("--ve").size();
+
+bool is_version_option(std::string_view argument) {
+    return argument == "-v" || (argument.size() >= shortest && option.starts_with(argument));
+}
+
+} // namespace
+
 bool asks_for_version(int argc, const char *const *argv) {
-    constexpr std::string_view option = "--version";
-    constexpr std::size_t shortest = std::string_view("--ve").size();
-    for (const std::string_view argument : std::span(argv, static_cast<std::size_t>(argc)))
-        if (argument == "-v" || (argument.size() >= shortest && option.starts_with(argument)))
-            return true;
-    return false;
+    return std::ranges::any_of(std::span(argv, static_cast<std::size_t>(argc)), is_version_option);
 }
 
 void print_build_version() {
