@@ -7,8 +7,9 @@
 # because the revision changes without a change to any file of the build.
 if(CMAKE_SCRIPT_MODE_FILE)
   # An exported tree has no history: its packager names the revision.
-  if(revision STREQUAL "")
-    execute_process(COMMAND git -C ${source} describe --always --dirty --abbrev=12
+  if(revision STREQUAL "" AND EXISTS ${source}/.git)
+    # Root may build a user's clone.
+    execute_process(COMMAND git -c safe.directory=${source} -C ${source} describe --always --dirty --abbrev=12
       OUTPUT_VARIABLE revision OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
   endif()
   if(revision STREQUAL "")

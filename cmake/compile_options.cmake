@@ -24,6 +24,8 @@ if(HORAD_COVERAGE)
     -fprofile-instr-generate=${CMAKE_BINARY_DIR}/counts/%c%m.profraw -fcoverage-mapping
     -fprofile-update=atomic "SHELL:-mllvm -runtime-counter-relocation")
   target_link_options(horad_options INTERFACE -fprofile-instr-generate)
+  # All that valgrind can read of clang's.
+  add_compile_options(-gdwarf-4)
 endif()
 
 if(HORAD_SANITIZE)

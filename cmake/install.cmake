@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 #
-# What `cmake --install` puts where.  Component "daemon" is what runs; "headers"
-# is for building code that runs inside the daemon's process.
+# What `cmake --install` puts where.  Component "daemon" is what runs, with its
+# documents; "headers" is for building code that runs inside the daemon's process.
 #
 # libfrr and the three device libraries are the daemon's own: in a folder that only
 # it looks into, beside whatever the system has.
@@ -20,7 +20,7 @@ foreach(library cli_helper config_db zone_catalogue)
 endforeach()
 option(HORAD_INSTALL_LIBFRR "Install libfrr with the daemon: a device has one" ON)
 if(HORAD_INSTALL_LIBFRR)
-  file(REAL_PATH ${FRR_LIBRARY} frr_file)
+  file(REAL_PATH ${frr_library} frr_file)
   install(PROGRAMS ${frr_file} DESTINATION ${private_libraries} RENAME libfrr.so.0 COMPONENT daemon)
 endif()
 
@@ -28,12 +28,20 @@ endif()
 install(FILES packaging/horad.conf packaging/horad.default
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT daemon)
 install(FILES docs/horad.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
+# In folders as here, so that links from one to the other lead there.
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon
+  PATTERN horad.8 EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+
 # The unit starts what is installed with it, wherever that is.
 install(CODE "
-  file(READ ${PROJECT_SOURCE_DIR}/packaging/horad.service unit)
-  string(REPLACE /usr/sbin/horad \${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_SBINDIR}/horad unit \"\${unit}\")
-  file(WRITE ${PROJECT_BINARY_DIR}/horad.service \"\${unit}\")
+  get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
+  file(READ \"${PROJECT_SOURCE_DIR}/packaging/horad.service\" unit)
+  string(REPLACE /usr/sbin/horad \"\${prefix}/${CMAKE_INSTALL_SBINDIR}/horad\" unit \"\${unit}\")
+  set(file \"\${prefix}/lib/systemd/system/horad.service\")
+  message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
+  file(WRITE \"\$ENV{DESTDIR}\${file}\" \"\${unit}\")
+  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")
 " COMPONENT daemon)
-install(FILES ${PROJECT_BINARY_DIR}/horad.service DESTINATION lib/systemd/system COMPONENT daemon)
 
 install(DIRECTORY include/horad DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT headers)

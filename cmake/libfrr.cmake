@@ -4,35 +4,40 @@
 # HORAD_FRR_PREFIX (cache variable or environment) names another build of it.
 include_guard()
 
-set(HORAD_FRR_PREFIX "$ENV{HORAD_FRR_PREFIX}" CACHE PATH "Where libfrr is installed")
+set(HORAD_FRR_PREFIX "" CACHE PATH "Where libfrr is installed")
+# The environment's is remembered, for builds that configure anew by themselves.
+if(DEFINED ENV{HORAD_FRR_PREFIX} AND NOT CMAKE_CROSSCOMPILING)
+  set_property(CACHE HORAD_FRR_PREFIX PROPERTY VALUE $ENV{HORAD_FRR_PREFIX})
+endif()
 if(HORAD_FRR_PREFIX)
   set(frr_prefix ${HORAD_FRR_PREFIX})
 else()
   set(frr_prefix ${CMAKE_SOURCE_DIR}/build/deps/frr)
 endif()
 
-find_path(FRR_INCLUDE_DIR libfrr.h PATHS ${frr_prefix}/include/frr
-  NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-find_library(FRR_LIBRARY frr PATHS ${frr_prefix}
+find_path(frr_headers libfrr.h PATHS ${frr_prefix}/include/frr
+  NO_CACHE NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+find_library(frr_library frr PATHS ${frr_prefix}
   PATH_SUFFIXES lib lib/${CMAKE_LIBRARY_ARCHITECTURE}
-  NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-if(NOT FRR_INCLUDE_DIR OR NOT FRR_LIBRARY)
-  message(FATAL_ERROR "no libfrr in ${frr_prefix}: run tools/setup, or set HORAD_FRR_PREFIX")
+  NO_CACHE NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+if(NOT frr_headers OR NOT frr_library)
+  message(FATAL_ERROR "no libfrr in ${frr_prefix}: run tools/setup (for the preset arm64 with --arm64), "
+    "or set HORAD_FRR_PREFIX")
 endif()
-if(NOT EXISTS ${FRR_INCLUDE_DIR}/config.h)
-  message(FATAL_ERROR "no config.h in ${FRR_INCLUDE_DIR}: libfrr does not install it; copy it there "
+if(NOT EXISTS ${frr_headers}/config.h)
+  message(FATAL_ERROR "no config.h in ${frr_headers}: libfrr does not install it; copy it there "
     "from the folder libfrr was built in")
 endif()
 # Some headers include others as "lib/NAME.h".
-set(frr_include_dirs ${FRR_INCLUDE_DIR})
-if(NOT EXISTS ${FRR_INCLUDE_DIR}/lib)
+set(frr_include_dirs ${frr_headers})
+if(NOT EXISTS ${frr_headers}/lib)
   file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/frr_headers)
-  file(CREATE_LINK ${FRR_INCLUDE_DIR} ${CMAKE_BINARY_DIR}/frr_headers/lib SYMBOLIC)
+  file(CREATE_LINK ${frr_headers} ${CMAKE_BINARY_DIR}/frr_headers/lib SYMBOLIC)
   list(APPEND frr_include_dirs ${CMAKE_BINARY_DIR}/frr_headers)
 endif()
-file(STRINGS ${FRR_INCLUDE_DIR}/version.h frr_version REGEX "^#define FRR_VERSION ")
+file(STRINGS ${frr_headers}/version.h frr_version REGEX "^#define FRR_VERSION ")
 string(REGEX REPLACE "[^\"]*\"([^\"]*)\".*" "\\1" frr_version "${frr_version}")
-message(STATUS "libfrr ${frr_version}: ${FRR_LIBRARY}")
+message(STATUS "libfrr ${frr_version}: ${frr_library}")
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(JSON_C REQUIRED IMPORTED_TARGET json-c)
@@ -41,6 +46,6 @@ pkg_check_modules(LIBYANG REQUIRED IMPORTED_TARGET libyang)
 add_library(libfrr INTERFACE IMPORTED)
 target_include_directories(libfrr SYSTEM INTERFACE ${frr_include_dirs})
 target_compile_definitions(libfrr INTERFACE HAVE_CONFIG_H)
-target_link_libraries(libfrr INTERFACE ${FRR_LIBRARY} PkgConfig::JSON_C)
+target_link_libraries(libfrr INTERFACE ${frr_library} PkgConfig::JSON_C)
 # Only headers: the daemon calls nothing of libyang itself.
 target_include_directories(libfrr SYSTEM INTERFACE ${LIBYANG_INCLUDE_DIRS})

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::string_view option = "--version";
-constexpr std::size_t shortest = std::string_view("--ve").size();
+constexpr std::size_t shortest = std::string_view("--ve").size(); // no other option begins so
 
 bool is_version_option(std::string_view argument) {
     return argument == "-v" || (argument.size() >= shortest && option.starts_with(argument));

@@ -41,7 +41,7 @@ void sigint() {
     std::exit(0); // NOLINT(concurrency-mt-unsafe)
 }
 
-// The library's signal record has another name in each of its releases.
+// The library's signal record has another name in older releases.
 using frr_signal = std::remove_pointer_t<decltype(frr_daemon_info::signals)>;
 
 frr_signal horad_signals[] = {

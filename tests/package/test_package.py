@@ -40,7 +40,14 @@ def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) 
         "usr/sbin/horad",
         *(f"{private}/{name}" for name in PRIVATE),
     }
-    for name in ("lib/systemd/system/horad.service", "usr/share/man/man8/horad.8.gz", "usr/share/doc/horad/guide.md"):
+    for name in (
+        "lib/systemd/system/horad.service",
+        "usr/include/horad/timezone.h",
+        "usr/share/doc/horad/copyright.libfrr",
+        "usr/share/doc/horad/docs/guide.md",
+        "usr/share/doc/horad/examples/zone_report.c",
+        "usr/share/man/man8/horad.8.gz",
+    ):
         assert (unpacked / name).is_file()
     for name, mode in ((CONFIGURATION, 0o640), ("/etc/default/horad", 0o644)):
         status = (unpacked / name.lstrip("/")).stat()
@@ -53,13 +60,17 @@ def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) 
 def test_programs(packages: dict[str, Path], architecture: str, tmp_path: Path) -> None:
     unpacked = tree(packages[architecture], tmp_path / "tree")
     for path in programs(unpacked):
-        header = subprocess.run(["readelf", "--file-header", "--dynamic", str(path)], check=True, capture_output=True,
+        header = subprocess.run(["readelf", "--file-header", "--dynamic", "--wide", str(path)], check=True, capture_output=True,
                                 text=True).stdout  # fmt: skip
         assert MACHINES[architecture] in header
         # They find their libraries wherever the whole is put, and nothing of the
         # builder's folders is left in them.
         assert all(text.startswith("$ORIGIN") for text in re.findall(r"RUNPATH.*\[(.*)\]", header))
         assert str(PROJECT).encode() not in path.read_bytes()
+        # docs/porting.md promises no less.
+        symbols = subprocess.run(["objdump", "--dynamic-syms", str(path)], check=True, capture_output=True, text=True)
+        wanted = re.findall(r"GLIBC_(\d+)\.(\d+)", header + symbols.stdout)
+        assert max((int(major), int(minor)) for major, minor in wanted) <= (2, 34)
 
 
 def test_both_need_the_same(packages: dict[str, Path], tmp_path: Path) -> None:
@@ -81,12 +92,24 @@ def test_lintian(packages: dict[str, Path]) -> None:
 
 
 def test_reproducible(packages: dict[str, Path], tmp_path: Path) -> None:
-    """Built once more, in another folder and without a network."""
-    again = build_packages(tmp_path / "elsewhere" / "second", *NO_NETWORK)
+    """Built once more, in another folder, without a network, over what an interrupted run left."""
+    folder = tmp_path / "elsewhere" / "second"
+    (folder / "tree" / "arm64").mkdir(parents=True)
+    for architecture in packages:
+        (folder / f"horad_0.0.1_{architecture}.deb").write_text("an old one")
+    again = build_packages(folder, *NO_NETWORK)
     digest = lambda path: hashlib.sha256(path.read_bytes()).hexdigest()  # noqa: E731
-    assert {name: digest(path) for name, path in again.items()} == {
-        name: digest(path) for name, path in packages.items()
+    assert {path.name: digest(path) for path in again.values()} == {
+        path.name: digest(path) for path in packages.values()
     }
+    assert not (folder / "tree").exists()
+
+
+@pytest.mark.parametrize("arguments", [["--output"], ["riscv64"], ["arm64", "amd64"], ["--help"]])
+def test_wrong_arguments(arguments: list[str]) -> None:
+    done = subprocess.run([str(PROJECT / "tools" / "package"), *arguments], capture_output=True, text=True)
+    assert done.returncode == 2
+    assert "tools/package [--output FOLDER] [ARCHITECTURE]" in done.stderr
 
 
 def test_set_up_is_done_once() -> None:
@@ -105,18 +128,37 @@ def test_arm64_package_runs(packages: dict[str, Path], tmp_path: Path) -> None:
     assert "built for aarch64 by " in done.stdout
 
 
-def test_installed_without_a_package(tmp_path: Path) -> None:
-    """cmake --install below any folder: the daemon runs from there."""
-    subprocess.run(["cmake", "--install", str(PROJECT / "build" / "release"), "--prefix", str(tmp_path)], check=True,
-                   stdout=subprocess.DEVNULL)  # fmt: skip
-    listed = subprocess.run(["ldd", str(tmp_path / "sbin" / "horad")], check=True, capture_output=True, text=True)
-    private = tmp_path / "lib" / "horad"
+@pytest.mark.parametrize("prefix", ["plain", "with blank"])
+def test_installed_without_a_package(tmp_path: Path, prefix: str) -> None:
+    """cmake --install below any folder, named from anywhere: the daemon runs from there."""
+    subprocess.run(["cmake", "--install", str(PROJECT / "build" / "release"), "--prefix", prefix], check=True,
+                   stdout=subprocess.DEVNULL, cwd=tmp_path)  # fmt: skip
+    folder = tmp_path / prefix
+    done = subprocess.run([str(folder / "sbin" / "horad"), "--version"], check=True, capture_output=True, text=True)
+    assert done.stdout.startswith("horad version ")
+    listed = subprocess.run(["ldd", str(folder / "sbin" / "horad")], check=True, capture_output=True, text=True)
+    private = folder / "lib" / "horad"
     assert {path.name for path in private.iterdir()} == PRIVATE
     for name in PRIVATE:
-        assert str(private / name) in {str(Path(path).resolve()) for path in re.findall(r"=> (\S+)", listed.stdout)}
-    assert {path.name for path in (tmp_path / "include" / "horad").iterdir()} >= {"timezone.h", "tz.h"}
-    unit = (tmp_path / "lib" / "systemd" / "system" / "horad.service").read_text()
-    assert f"ExecStart={tmp_path}/sbin/horad " in unit
+        assert str(private / name) in {str(Path(path).resolve()) for path in re.findall(r"=> (.*) \(", listed.stdout)}
+    assert {path.name for path in (folder / "include" / "horad").iterdir()} >= {"timezone.h", "tz.h"}
+    unit = (folder / "lib" / "systemd" / "system" / "horad.service").read_text()
+    assert f"ExecStart={folder}/sbin/horad " in unit
+
+
+def links(page: Path) -> set[Path]:
+    """The files that a page leads to."""
+    targets = re.findall(r"\]\(([^)#\s]+)(?:#[^)]*)?\)", page.read_text())
+    return {page.parent / target for target in targets if "://" not in target}
+
+
+def test_documents_lead_to_each_other(packages: dict[str, Path], native: str, tmp_path: Path) -> None:
+    """In the project and where they are installed."""
+    installed = tree(packages[native], tmp_path / "tree") / "usr" / "share" / "doc" / "horad"
+    for folder in (PROJECT, installed):
+        pages = [folder / "README.md", *folder.glob("docs/*.md"), *folder.glob("examples/*.md")]
+        assert len(pages) > 8
+        assert {str(link) for page in pages for link in links(page) if not link.exists()} == set()
 
 
 # --- their life

@@ -11,32 +11,11 @@ from typing import Iterator, Mapping
 
 PROJECT = Path(__file__).resolve().parents[2]
 
-# What the package needs and a minimal system lacks: packages are installed
-# without a network.
-NEEDED = ("libjson-c5", "libsqlite3-0", "libyang2", "tzdata", "util-linux-extra")
+# Made by tools/setup, and never changed.
 BASE = PROJECT / "build" / "deps" / "debian"
 
 # What any installation leaves behind.
 _BOOKKEEPING = re.compile(r"/var/(lib/(dpkg|apt|systemd)|log|cache)(/|$)|/etc/ld\.so\.cache$")
-
-
-def base_system() -> Path:
-    """A minimal Debian with what the package needs; made once and never changed."""
-    made = BASE.with_name("debian.made")
-    if not made.exists() or made.read_text().split() != [*NEEDED]:
-        subprocess.run(["rm", "-rf", str(BASE)], check=True)
-        release = re.search(r"VERSION_CODENAME=(\w+)", Path("/etc/os-release").read_text())
-        assert release is not None
-        folder = Path("/etc/apt")
-        sources = [folder / "sources.list", *folder.glob("sources.list.d/debian*.list"),
-                   *folder.glob("sources.list.d/debian*.sources")]  # fmt: skip
-        subprocess.run(
-            ["mmdebstrap", "--quiet", "--variant=apt", f"--include={','.join(NEEDED)}", release[1], str(BASE),
-             *(str(source) for source in sources if source.exists() and source.stat().st_size)],
-            check=True,
-        )  # fmt: skip
-        made.write_text(" ".join(NEEDED))
-    return BASE
 
 
 class Debian:
@@ -55,7 +34,7 @@ class Debian:
         root = shlex.quote(str(self._mounted))
         script = "\n".join([
             "set -e",
-            f"mount -t overlay -o lowerdir={base_system()},upperdir={self._layer},workdir={self._work} lab {root}",
+            f"mount -t overlay -o lowerdir={BASE},upperdir={self._layer},workdir={self._work} lab {root}",
             f"mount -t proc proc {root}/proc",
             f"mount --rbind /dev {root}/dev",
             f"mkdir -p {root}/packages",

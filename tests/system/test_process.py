@@ -58,6 +58,21 @@ def test_unknown_option(bench: Bench, option: str) -> None:
     assert daemon.stdout() == b""
 
 
+@pytest.mark.parametrize("option", ["-A 127.0.0.1", "-P 2705", "--vty_socket /tmp"])
+def test_option_given_twice(bench: Bench, option: str) -> None:
+    daemon = bench.daemon(arguments=[*option.split(), *option.split()], ready=False)
+    assert daemon.wait() == 1
+    assert b"option specified more than once!" in daemon.stderr()
+
+
+def test_second_daemon(bench: Bench) -> None:
+    """It leaves the first one alone."""
+    first = bench.daemon(arguments=["-i", "/tmp/horad.pid"])
+    second = bench.daemon(arguments=["-i", "/tmp/horad.pid", "-P", "0"], ready=False)
+    assert second.wait() == 1
+    assert first.running
+
+
 @pytest.mark.parametrize("arguments", [["--version"], ["-v"], ["--vers"], ["-P", "0", "--version"]])
 def test_version(bench: Bench, arguments: list[str]) -> None:
     daemon = bench.daemon(arguments=arguments, ready=False)
