@@ -63,14 +63,15 @@ template <typename Check> void for_each_installed(Check check) {
     }
 }
 
-// The system library's opinion: the lesser of January's and July's offset.
+// The system library's opinion: the lesser of January's and July's offset, by the
+// rule that holds after all changes that the file knows of.
 std::string standard_time_of(const std::string &path) {
     const char *former = std::getenv("TZ");
     const std::string kept = former ? former : "";
     setenv("TZ", (":" + path).c_str(), 1);
     tzset();
     tm found{};
-    for (const std::time_t time : {1736942400, 1752580800}) { // 15 January and 15 July 2025
+    for (const std::time_t time : {16726478400, 16742116800}) { // 15 January and 15 July 2500
         tm local{};
         localtime_r(&time, &local);
         if (!found.tm_zone || local.tm_gmtoff < found.tm_gmtoff)
@@ -132,7 +133,6 @@ TEST(zone_catalogue, offsets_and_names_are_the_system_library_s) {
 TEST(zone_catalogue, well_known_entries) {
     for (const char *expected : {
              "Africa Egypt /usr/share/zoneinfo/Egypt GMT+0200 EET",
-             "Africa El_Aaiun /usr/share/zoneinfo/Africa/El_Aaiun GMT+0100 +01",
              "Africa Libya /usr/share/zoneinfo/Libya GMT+0200 EET",
              "Africa Zulu /usr/share/zoneinfo/Zulu GMT+0000 UTC",
              "America Acre /usr/share/zoneinfo/Brazil/Acre GMT-0500 -05",
