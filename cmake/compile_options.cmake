@@ -41,8 +41,7 @@ if(NOT HORAD_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_link_options(horad_hardening INTERFACE -Wl,-z,relro,-z,now)
 endif()
 
-# The tests themselves need not be fast (what they test is): their compiling is
-# most of a build.
+# Not optimised: compiling the unit tests is most of a build.  What they test is.
 add_library(horad_test_options INTERFACE)
 target_compile_options(horad_test_options INTERFACE -O0)
 target_link_libraries(horad_test_options INTERFACE horad_options)

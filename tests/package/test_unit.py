@@ -107,12 +107,8 @@ def bench(world: World, root: Path) -> Iterator[Bench]:
     shutil.copytree(root / "etc", world.path("/etc"), dirs_exist_ok=True)
     world.path(KEPT).mkdir()
     shutil.copy(build.shim, world.path(KEPT))
-    bench = Bench(world, build)
-    try:
+    with Bench(world, build) as bench:
         yield bench
-        bench.check_ends()
-    finally:
-        bench.clear()
 
 
 def run(bench: Bench, command: list[str]) -> subprocess.CompletedProcess[bytes]:

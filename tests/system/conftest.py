@@ -60,9 +60,5 @@ def world(build: Build) -> Iterator[World]:
 def bench(world: World, build: Build) -> Iterator[Bench]:
     """The lab as it was at first, and what a test sets up in it."""
     world.reset()
-    bench = Bench(world, build)
-    try:
+    with Bench(world, build) as bench:
         yield bench
-        bench.check_ends()
-    finally:
-        bench.clear()

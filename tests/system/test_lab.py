@@ -6,7 +6,10 @@ import os
 import subprocess
 import sys
 
-from lab import PROJECT, World, wait_for
+import pytest
+
+from lab import PROJECT, Build, World, wait_for
+from support.bench import Bench
 
 CAP_SYS_TIME = 25
 
@@ -55,3 +58,20 @@ def test_nothing_outlives_a_killed_run() -> None:
     victim.kill()
     victim.wait()
     wait_for("the end of all of them", lambda: not any(os.path.exists(f"/proc/{pid}") for pid in pids))
+
+
+def test_a_sanitizers_report_fails_a_test(world: World, build: Build) -> None:
+    """Even though the test itself has found nothing, and then all of it has ended."""
+    world.reset()
+    with pytest.raises(AssertionError, match="AddressSanitizer"), Bench(world, build) as bench:
+        daemon = bench.daemon()
+        world.path("/tmp/horad0.stderr").write_text("AddressSanitizer: made up\n")
+    assert not daemon.running
+
+
+def test_the_first_failure_is_the_one_that_is_told(world: World, build: Build) -> None:
+    world.reset()
+    with pytest.raises(KeyError), Bench(world, build) as bench:
+        daemon = bench.daemon()
+        daemon.kill()
+        raise KeyError

@@ -110,15 +110,19 @@ def come_to_rest(shim: Shim) -> None:
     wait_for("a last step", resting, 30)
 
 
-@pytest.mark.plain_build
-def test_ten_thousand_changes(bench: Bench) -> None:
-    """NTP on and off and other servers, by four operators, while two servers answer: one row for each step."""
+def crowded(bench: Bench) -> tuple[Daemon, Shim, list[Vty]]:
+    """A daemon with four operators, and two servers that answer."""
     for address in (PRIMARY, SECONDARY):
         bench.server(address, restless)
     daemon = bench.daemon(BASE_CONFIG, clock_frozen=START)
-    shim = daemon.shim
-    assert shim is not None
-    operators = [bench.vty(daemon) for _ in range(4)]
+    assert daemon.shim is not None
+    return daemon, daemon.shim, [bench.vty(daemon) for _ in range(4)]
+
+
+@pytest.mark.plain_build
+def test_ten_thousand_changes(bench: Bench) -> None:
+    """NTP on and off and other servers, by four operators, while two servers answer: one row for each step."""
+    daemon, shim, operators = crowded(bench)
     lines = [
         f"ntp server {PRIMARY} {SECONDARY}", "ntp enable", f"ntp server {SECONDARY}", "ntp enable", "show ntp json",
         "ntp disable", f"ntp server {PRIMARY} {PRIMARY}", "ntp enable", "no second ntp server2", "ntp enable",
@@ -157,12 +161,7 @@ def test_ten_thousand_changes(bench: Bench) -> None:
 
 def test_operators_against_answers(bench: Bench) -> None:
     """A shorter one for the sanitizers: changes and steps at the same time."""
-    for address in (PRIMARY, SECONDARY):
-        bench.server(address, restless)
-    daemon = bench.daemon(BASE_CONFIG, clock_frozen=START)
-    shim = daemon.shim
-    assert shim is not None
-    operators = [bench.vty(daemon) for _ in range(4)]
+    _, shim, operators = crowded(bench)
     for number in range(300):
         for line in (f"ntp server {PRIMARY} {SECONDARY}", "ntp enable", "show ntp", f"ntp server {SECONDARY}"):
             operators[number % 4].command(line)

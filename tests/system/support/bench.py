@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import signal
-from typing import Any, Callable
+from typing import Any, Callable, Self
 
 from lab import BASE_CONFIG, Build, Daemon, Peer, Shim, Vty, World, wait_for
 
@@ -36,6 +36,8 @@ def configured(primary: str, secondary: str | None = None, *, debug: bool = Fals
 
 
 class Bench:
+    """A context manager: all that was started ends with it, and has to end well unless the test failed."""
+
     def __init__(self, world: World, build: Build) -> None:
         self.world = world
         self.build = build
@@ -88,7 +90,17 @@ class Bench:
 
     # --- after the test
 
-    def check_ends(self) -> None:
+    def __enter__(self) -> Self:
+        return self
+
+    def __exit__(self, failure: type[BaseException] | None, *_: object) -> None:
+        try:
+            if failure is None:
+                self._check_ends()
+        finally:
+            self._clear()
+
+    def _check_ends(self) -> None:
         """Every daemon that still runs ends as it should, and no sanitizer spoke up."""
         for daemon in self._daemons:
             if daemon.running:
@@ -97,7 +109,7 @@ class Bench:
             assert b"Sanitizer" not in daemon.stderr(), daemon.stderr().decode(errors="replace")
             assert b"runtime error" not in daemon.stderr(), daemon.stderr().decode(errors="replace")
 
-    def clear(self) -> None:
+    def _clear(self) -> None:
         for closable in (*self._sessions, *self._servers):
             closable.close()
         for peer in self._peers:
