@@ -18,13 +18,20 @@ int32_t get_is_using_dst(void) { return g_ntp_var.is_using_dst; }
 void set_is_using_dst(int32_t value) { g_ntp_var.is_using_dst = value; }
 void set_g_ntp_en(int32_t value) { g_ntp_var.g_ntp_en = value; }
 
+std::optional<server_name> server_name::from(const char *text) noexcept {
+    const std::size_t length = strnlen(text, server_name_size);
+    if (length == server_name_size)
+        return std::nullopt;
+    server_name name;
+    std::copy_n(text, length, name.padded_.begin());
+    return name;
+}
+
 // Bytes go in and out one by one as relaxed atomics, because the source check
 // and the failover tests read a field while a command may be writing it.
-void store_server(char (&field)[server_name_size], const char *name) {
-    char padded[server_name_size] = {};
-    std::memcpy(padded, name, strnlen(name, server_name_size - 1));
+void store_server(char (&field)[server_name_size], const server_name &name) noexcept {
     for (std::size_t i = 0; i < server_name_size; ++i)
-        std::atomic_ref(field[i]).store(padded[i], std::memory_order_relaxed);
+        std::atomic_ref(field[i]).store(name.padded()[i], std::memory_order_relaxed);
 }
 
 server_snapshot::server_snapshot(char (&field)[server_name_size]) {

@@ -3,9 +3,12 @@
 // The daemon's whole configuration and the flags that its two threads share.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include <pthread.h>
 
@@ -73,9 +76,30 @@ class ntp_guard {
     ntp_guard &operator=(const ntp_guard &) = delete;
 };
 
-/// Clears a server field and copies a name of at most 127 characters into it.
-/// The caller holds ntp_mutex, or is alone.
-void store_server(char (&field)[server_name_size], const char *name);
+/// A text that fits a server field with its end.  Only such a text can be stored,
+/// so none is ever cut.
+class server_name {
+  public:
+    /// A constant, which the compiler measures.
+    template <std::size_t size>
+    requires(size <= server_name_size) consteval server_name(const char (&text)[size]) {
+        std::copy_n(text, size, padded_.begin());
+    }
+
+    /// Any text; nothing when it does not fit.
+    [[nodiscard]] static std::optional<server_name> from(const char *text) noexcept;
+
+    /// The text and the zeros that fill a field up.
+    const std::array<char, server_name_size> &padded() const noexcept { return padded_; }
+
+  private:
+    server_name() = default;
+
+    std::array<char, server_name_size> padded_{};
+};
+
+/// Replaces all of a server field.  The caller holds ntp_mutex, or is alone.
+void store_server(char (&field)[server_name_size], const server_name &name) noexcept;
 
 /// A server field as it stands, for readers that must not wait for the lock.
 /// Always terminated; read during a change it may be cut or empty.

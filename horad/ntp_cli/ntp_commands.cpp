@@ -21,9 +21,19 @@ namespace {
 
 bool is_text(const char *text, const char *wanted) { return std::strcmp(text, wanted) == 0; }
 
-/// A name that fills its field would lose its last character there: refused
-/// like a longer one, although the message speaks of 128.
-bool is_too_long(const char *name) { return std::strlen(name) >= server_name_size; }
+/// One character more than a field has room for: that one name passes this check,
+/// as the messages promise, and is refused where it would be stored.
+bool is_too_long(const char *name) {
+    constexpr std::size_t maximum = 128;
+    return std::strlen(name) > maximum;
+}
+
+/// Says that a name cannot be stored whole.
+int refuse_unfitting(vty *vty, const char *which) {
+    vty_out(vty, "%s Hostname or IP address does not fit: at most %zu characters.\r\n", which,
+            server_name_size - 1);
+    return CMD_SUCCESS;
+}
 
 int ntp_config_interface_fun(const cmd_element *, vty *vty, int, cmd_token *[]) {
     ntp_node_enter(vty);
@@ -40,8 +50,8 @@ int ntp_debug_fun(const cmd_element *, vty *, int, cmd_token *argv[]) {
     return CMD_SUCCESS;
 }
 
-/// Everything is checked before anything is stored: a bad secondary leaves the
-/// primary as it was.
+/// Everything is checked, and both names are known to fit, before anything is
+/// stored: a bad secondary leaves the primary as it was.
 int ntp_server_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) {
     const char *primary = cmd_parase_parameters(&argc, &argv, "server", 0);
     const char *secondary = argc > 1 ? argv[1]->arg : nullptr;
@@ -63,10 +73,17 @@ int ntp_server_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) {
         return CMD_SUCCESS;
     }
 
+    const auto primary_name = server_name::from(primary);
+    if (!primary_name)
+        return refuse_unfitting(vty, "Master");
+    const auto secondary_name = server_name::from(secondary != nullptr ? secondary : "");
+    if (!secondary_name)
+        return refuse_unfitting(vty, "Slave");
+
     const ntp_guard lock;
-    store_server(g_ntp_var.g_pri_ntp_server, primary);
+    store_server(g_ntp_var.g_pri_ntp_server, *primary_name);
     if (secondary != nullptr)
-        store_server(g_ntp_var.g_sec_ntp_server, secondary);
+        store_server(g_ntp_var.g_sec_ntp_server, *secondary_name);
     return CMD_SUCCESS;
 }
 
@@ -97,8 +114,12 @@ int ntp_server2_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) 
         return CMD_SUCCESS;
     }
 
+    const auto name = server_name::from(host);
+    if (!name)
+        return refuse_unfitting(vty, "Slave");
+
     const ntp_guard lock;
-    store_server(g_ntp_var.g_sec_ntp_server, host);
+    store_server(g_ntp_var.g_sec_ntp_server, *name);
     return CMD_SUCCESS;
 }
 

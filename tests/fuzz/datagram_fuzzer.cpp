@@ -166,7 +166,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     g_ntp_var.g_ntp_debug = data[0] >> 1 & 1;
     debug = data[0] >> 2 & 1;
     store_server(g_ntp_var.g_pri_ntp_server, primary);
-    store_server(g_ntp_var.g_sec_ntp_server, has_secondary ? secondary : server_not_set);
+    store_server(g_ntp_var.g_sec_ntp_server,
+                 has_secondary ? server_name(secondary) : server_name(server_not_set));
     input = {data + 1, size - 1};
     usable_replies = 0;
     the_machine = {};

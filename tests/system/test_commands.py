@@ -12,6 +12,8 @@ MASTER_LONG = b"Master Hostname or IP address too long. Maximum is 128.\r\r\n"
 SLAVE_UNSET = b"Slave ip address can't manually config 0.0.0.0 !!!.\r\r\n"
 SLAVE_LONG = b"Slave Hostname or IP address too long. Maximum is 128.\r\r\n"
 SECOND_LONG = b"slave Hostname or IP address too long. Maximum is 128.\r\r\n"
+MASTER_CUT = b"Master Hostname or IP address does not fit: at most 127 characters.\r\r\n"
+SLAVE_CUT = b"Slave Hostname or IP address does not fit: at most 127 characters.\r\r\n"
 NOT_SET = b"ntp server ip not set!\r\r\n"
 INCOMPLETE = b"% Command incomplete.\r\n"
 OFF = b"NTP protcol is disable!\r\r\n"
@@ -72,16 +74,22 @@ def test_names_of_keywords(node: Node) -> None:
         ("ntp server 0.0.0.0 10.0.0.2", MASTER_UNSET),
         ("ntp server 0.0.0.0 0.0.0.0", MASTER_UNSET),
         ("ntp server 10.0.0.1 0.0.0.0", SLAVE_UNSET),
-        (f"ntp server {'m' * 128}", MASTER_LONG),
         (f"ntp server {'m' * 129}", MASTER_LONG),
         (f"ntp server {'m' * 500}", MASTER_LONG),
         (f"ntp server {'m' * 129} 0.0.0.0", MASTER_LONG),
-        (f"ntp server 10.0.0.1 {'s' * 128}", SLAVE_LONG),
         (f"ntp server 10.0.0.1 {'s' * 129}", SLAVE_LONG),
         (f"ntp server {'m' * 129} {'s' * 129}", MASTER_LONG),
         ("second ntp server2 0.0.0.0", SLAVE_UNSET),
-        (f"second ntp server2 {'s' * 128}", SECOND_LONG),
         (f"second ntp server2 {'s' * 129}", SECOND_LONG),
+        # 128 characters are not too long, but the field has no room for their end.
+        (f"ntp server {'m' * 128}", MASTER_CUT),
+        (f"ntp server {'m' * 128} 10.0.0.2", MASTER_CUT),
+        (f"ntp server 10.0.0.1 {'s' * 128}", SLAVE_CUT),
+        (f"ntp server {'m' * 128} {'s' * 128}", MASTER_CUT),
+        (f"second ntp server2 {'s' * 128}", SLAVE_CUT),
+        # Storing comes after all checks.
+        (f"ntp server {'m' * 128} 0.0.0.0", SLAVE_UNSET),
+        (f"ntp server {'m' * 128} {'s' * 129}", SLAVE_LONG),
         ("second ntp server2", INCOMPLETE),
         ("ntp server", INCOMPLETE),
         ("ntp", INCOMPLETE),

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <type_traits>
 
 #include <gtest/gtest.h>
 
@@ -48,9 +49,23 @@ TEST(State, StoringANameClearsTheWholeField) {
 
 TEST(State, TheLongestNameFitsWithItsEnd) {
     char field[server_name_size];
-    const std::string longest(server_name_size - 1, 'a');
-    store_server(field, longest.c_str());
+    const std::string longest(127, 'a');
+    const auto name = server_name::from(longest.c_str());
+    ASSERT_TRUE(name);
+    store_server(field, *name);
     EXPECT_EQ(server_snapshot(field).text, longest);
+}
+
+TEST(State, WhatWouldBeCutIsNoName) {
+    EXPECT_FALSE(server_name::from(std::string(128, 'a').c_str()));
+    EXPECT_FALSE(server_name::from(std::string(1000, 'a').c_str()));
+    EXPECT_TRUE(server_name::from(""));
+}
+
+TEST(State, ConstantsAreMeasuredByTheCompiler) {
+    static_assert(std::is_convertible_v<const char(&)[128], server_name>);
+    static_assert(!std::is_convertible_v<const char(&)[129], server_name>);
+    static_assert(!std::is_convertible_v<const char *, server_name>);
 }
 
 TEST(State, AnEmptyServerIsNotTheSameAsNone) {

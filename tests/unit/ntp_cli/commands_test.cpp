@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Commands in a state that no command leads to.
+// What the server commands store, and commands in a state that no other leads to.
 #include "ntp_cli/ntp_cli.h"
 
 #include <string>
@@ -22,7 +22,7 @@
 namespace {
 
 /// What a line typed in the daemon's node answers.
-std::string answer(const char *line) {
+std::string answer(const std::string &line) {
     static const bool ready = [] {
         cmd_init(0);
         vty_init(thread_master_create(nullptr), false);
@@ -35,12 +35,74 @@ std::string answer(const char *line) {
     session->wfd = open("/dev/null", O_WRONLY | O_CLOEXEC);
     session->node = CONFIG_NODE;
     EXPECT_EQ(cmd_execute(session, "ntp", nullptr, 0), CMD_SUCCESS);
-    EXPECT_EQ(cmd_execute(session, line, nullptr, 0), CMD_SUCCESS);
+    EXPECT_EQ(cmd_execute(session, line.c_str(), nullptr, 0), CMD_SUCCESS);
     char *text = buffer_getstr(session->obuf);
     const std::string copy = text;
     XFREE(MTYPE_TMP, text);
     vty_close(session);
     return copy;
+}
+
+/// Both servers as they were set before, and not set again behind a test.
+class ServerCommands : public testing::Test {
+  protected:
+    ServerCommands() {
+        store_server(g_ntp_var.g_pri_ntp_server, "first");
+        store_server(g_ntp_var.g_sec_ntp_server, "second");
+    }
+    ~ServerCommands() override {
+        store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
+        store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
+    }
+};
+
+void expect_servers(const std::string &primary, const std::string &secondary) {
+    EXPECT_EQ(g_ntp_var.g_pri_ntp_server, primary);
+    EXPECT_EQ(g_ntp_var.g_sec_ntp_server, secondary);
+}
+
+TEST_F(ServerCommands, StoreNamesThatFitWithTheirEnd) {
+    const std::string longest(127, 'a');
+    const std::string other(127, 'b');
+    EXPECT_EQ(answer("ntp server " + longest + ' ' + other), "");
+    expect_servers(longest, other);
+    EXPECT_EQ(answer("second ntp server2 " + longest), "");
+    expect_servers(longest, longest);
+    EXPECT_EQ(answer("ntp server " + other), "");
+    expect_servers(other, longest);
+}
+
+TEST_F(ServerCommands, StoreNothingOf128Characters) {
+    constexpr char master[] =
+        "Master Hostname or IP address does not fit: at most 127 characters.\r\n";
+    constexpr char slave[] =
+        "Slave Hostname or IP address does not fit: at most 127 characters.\r\n";
+    const std::string name(128, 'a');
+    EXPECT_EQ(answer("ntp server " + name), master);
+    EXPECT_EQ(answer("ntp server " + name + " host"), master);
+    EXPECT_EQ(answer("ntp server host " + name), slave);
+    EXPECT_EQ(answer("ntp server " + name + ' ' + name), master);
+    EXPECT_EQ(answer("second ntp server2 " + name), slave);
+    expect_servers("first", "second");
+}
+
+TEST_F(ServerCommands, RefuseMoreThan128CharactersAsTooLong) {
+    const std::string fits_not(128, 'a');
+    const std::string name(129, 'a');
+    EXPECT_EQ(answer("ntp server " + name),
+              "Master Hostname or IP address too long. Maximum is 128.\r\n");
+    EXPECT_EQ(answer("ntp server " + name + " 0.0.0.0"),
+              "Master Hostname or IP address too long. Maximum is 128.\r\n");
+    EXPECT_EQ(answer("ntp server host " + name),
+              "Slave Hostname or IP address too long. Maximum is 128.\r\n");
+    EXPECT_EQ(answer("second ntp server2 " + name),
+              "slave Hostname or IP address too long. Maximum is 128.\r\n");
+    // Every check comes before anything is copied.
+    EXPECT_EQ(answer("ntp server " + fits_not + ' ' + name),
+              "Slave Hostname or IP address too long. Maximum is 128.\r\n");
+    EXPECT_EQ(answer("ntp server " + fits_not + " 0.0.0.0"),
+              "Slave ip address can't manually config 0.0.0.0 !!!.\r\n");
+    expect_servers("first", "second");
 }
 
 TEST(SecondServer, NeedsAPrimary) {
