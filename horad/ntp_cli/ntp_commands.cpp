@@ -96,13 +96,13 @@ int ntp_server2_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) 
         store_server(g_ntp_var.g_sec_ntp_server, "");
         return CMD_SUCCESS;
     }
-    if (host == nullptr) {
-        vty_out(vty, "%% Command incomplete.\n");
-        return CMD_SUCCESS;
-    }
     // An empty primary only: one that was never set ("0.0.0.0") is let through.
     if (g_ntp_var.g_pri_ntp_server[0] == '\0') {
         vty_out(vty, "Master ip address have not set.\r\n");
+        return CMD_SUCCESS;
+    }
+    if (host == nullptr) {
+        vty_out(vty, "%% Command incomplete.\n");
         return CMD_SUCCESS;
     }
     if (!server_is_set(host)) {

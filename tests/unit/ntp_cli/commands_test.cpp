@@ -105,16 +105,28 @@ TEST_F(ServerCommands, RefuseMoreThan128CharactersAsTooLong) {
     expect_servers("first", "second");
 }
 
-TEST(SecondServer, NeedsAPrimary) {
-    store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
+TEST_F(ServerCommands, NeedAPrimaryForASecondary) {
+    constexpr char no_primary[] = "Master ip address have not set.\r\n";
     store_server(g_ntp_var.g_pri_ntp_server, "");
-    EXPECT_EQ(answer("second ntp server2 host"), "Master ip address have not set.\r\n");
-    EXPECT_STREQ(g_ntp_var.g_sec_ntp_server, server_not_set);
+    EXPECT_EQ(answer("second ntp server2 host"), no_primary);
+    // Ahead of whatever is wrong with the secondary.
+    EXPECT_EQ(answer("second ntp server2"), no_primary);
+    EXPECT_EQ(answer("second ntp server2 0.0.0.0"), no_primary);
+    EXPECT_EQ(answer("second ntp server2 " + std::string(128, 'a')), no_primary);
+    EXPECT_EQ(answer("second ntp server2 " + std::string(129, 'a')), no_primary);
+    expect_servers("", "second");
 
     store_server(g_ntp_var.g_pri_ntp_server, server_not_set); // is one, for this command
+    EXPECT_EQ(answer("second ntp server2"), "% Command incomplete.\n");
+    expect_servers(server_not_set, "second");
     EXPECT_EQ(answer("second ntp server2 host"), "");
-    EXPECT_STREQ(g_ntp_var.g_sec_ntp_server, "host");
-    store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
+    expect_servers(server_not_set, "host");
+}
+
+TEST_F(ServerCommands, TakeASecondaryAwayWithoutAPrimary) {
+    store_server(g_ntp_var.g_pri_ntp_server, "");
+    EXPECT_EQ(answer("no second ntp server2"), "");
+    expect_servers("", "");
 }
 
 } // namespace
