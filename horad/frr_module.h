@@ -14,7 +14,8 @@
 extern "C" {
 #endif
 
-/* All heap memory that the daemon takes is charged to this type. */
+/* All heap memory of the daemon's own code is charged to this type, and a test holds
+ * the program to it.  What libraries take for themselves is theirs. */
 DECLARE_MTYPE(NTP_CLIENT);
 
 /* The module record that the daemon description points at. */

@@ -5,8 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
-#include <string>
-#include <vector>
+#include <span>
 
 #include "horad/timezone.h"
 #include "timezone/dump_file.h"
@@ -17,12 +16,13 @@ namespace {
 constexpr int32_t no_answer = -1;
 
 void dump_year(int32_t year, const char *location) {
-    std::string program = "zdump";
-    std::string cut_off = "-c";
-    std::string years = std::to_string(year) + ',' + std::to_string(year + 1);
-    std::string verbose = "-v";
-    std::string zone = location;
-    std::array words{program.data(), cut_off.data(), years.data(), verbose.data(), zone.data()};
+    char program[] = "zdump";
+    char cut_off[] = "-c";
+    std::array<char, 128> years{};
+    std::snprintf(years.data(), years.size(), "%d,%d", year, year + 1);
+    char verbose[] = "-v";
+    // A main() could write to its words; this one does not.
+    std::array words{program, cut_off, years.data(), verbose, const_cast<char *>(location)};
     // A dump that fails is a file that is missing or short.
     zdump_main(static_cast<int32_t>(words.size()), words.data());
 }
@@ -31,21 +31,24 @@ struct file_close {
     void operator()(std::FILE *file) const { std::fclose(file); }
 };
 
-/// The dump's first lines; none when there is no dump.
-std::vector<std::string> read_dump() {
-    std::vector<std::string> lines;
+using line_slots = std::array<dump_line, kept_lines>;
+
+/// Reads the dump's first lines into slots and returns those that it filled: none
+/// when there is no dump.
+std::span<const dump_line> read_dump(line_slots &slots) {
     const std::unique_ptr<std::FILE, file_close> file(std::fopen(dump_path, "re"));
     if (!file)
-        return lines;
-    std::array<char, 256> line;
-    while (lines.size() < kept_lines && std::fgets(line.data(), line.size(), file.get()))
-        lines.emplace_back(line.data());
-    return lines;
+        return {};
+    std::size_t count = 0;
+    while (count < slots.size() &&
+           std::fgets(slots[count].data(), sizeof(dump_line), file.get()) != nullptr)
+        ++count;
+    return std::span(slots).first(count);
 }
 
-void print_lines(const std::vector<std::string> &lines) {
+void print_lines(std::span<const dump_line> lines) {
     for (std::size_t i = 0; i < lines.size(); ++i)
-        std::printf("acDstDump[%zu]: %s\r\n", i, lines[i].c_str());
+        std::printf("acDstDump[%zu]: %s\r\n", i, lines[i].data());
 }
 
 void print_daylight_saving(hemisphere where) {
@@ -71,7 +74,8 @@ int32_t systemGetDstCfg(int32_t year, int64_t now, const char *location) {
     constexpr timespec settling{.tv_sec = 0, .tv_nsec = 100'000'000};
     nanosleep(&settling, nullptr);
 
-    const std::vector<std::string> lines = read_dump();
+    line_slots slots{};
+    const std::span<const dump_line> lines = read_dump(slots);
     print_lines(lines);
     if (!shows_changes(lines, year))
         return 0;

@@ -2,9 +2,12 @@
 #include "timezone/year_changes.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string_view>
+#include <system_error>
 
 #include "timezone/month_names.h"
 
@@ -68,22 +71,26 @@ std::int64_t to_time(const reading &read) {
 
 } // namespace
 
-bool shows_changes(std::span<const std::string> lines, int year) {
-    const std::string text = std::to_string(year);
+bool shows_changes(std::span<const dump_line> lines, int year) noexcept {
+    std::array<char, 4> digits;
+    const auto [end, error] = std::to_chars(digits.begin(), digits.end(), year);
+    if (error != std::errc{})
+        return false;
+    const std::string_view text(digits.begin(), end);
     const auto names_year = [&](std::size_t line) {
-        return lines[line].find(text) != std::string::npos;
+        return std::string_view(lines[line].data()).find(text) != std::string_view::npos;
     };
     return lines.size() > first_change && !names_year(0) && !names_year(1) &&
            names_year(first_change);
 }
 
-year_changes read_changes(std::span<const std::string> lines) {
+year_changes read_changes(std::span<const dump_line> lines) noexcept {
     year_changes changes;
     line_readings readings{};
     std::size_t line = first_change;
     for (change_times &change : changes) {
         if (line < lines.size())
-            read_line(lines[line].c_str(), readings);
+            read_line(lines[line].data(), readings);
         ++line;
         change = {to_time(readings.utc), to_time(readings.local)};
     }

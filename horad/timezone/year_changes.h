@@ -5,21 +5,26 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 
 /// Lines kept of a dump: those of the lowest instants, of two changes and of the
 /// highest instants.
 inline constexpr std::size_t kept_lines = 8;
+
+/// A line with its line feed and the zero that ends it; a longer one goes on in the
+/// next.
+using dump_line = std::array<char, 256>;
 
 /// Whether a dump shows a change in a year: its third line names the year, and
 /// neither of those before does.
 ///
 /// lines  the first lines of the dump
 /// year   looked for as a text, anywhere in a line.  2036 is in the number of
-///        the lowest instant: no dump ever shows a change in that year.
-bool shows_changes(std::span<const std::string> lines, int year);
+///        the lowest instant: no dump ever shows a change in that year, nor in one
+///        of more than four digits.
+bool shows_changes(std::span<const dump_line> lines, int year) noexcept;
 
 /// What a line of a dump says: an instant in UTC and in local time.  Both are
 /// read as local times of the process's own zone (on purpose: `now` is compared
@@ -38,7 +43,7 @@ using year_changes = std::array<change_times, 4>;
 /// leaves the fields that it does not reach as the line before had them.
 ///
 /// Refreshes the process's zone, as mktime() does.
-year_changes read_changes(std::span<const std::string> lines);
+year_changes read_changes(std::span<const dump_line> lines) noexcept;
 
 enum class hemisphere { northern, southern };
 

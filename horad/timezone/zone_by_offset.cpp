@@ -6,7 +6,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <string_view>
 
 #include "horad/timezone.h"
@@ -26,18 +25,23 @@ struct {
     int32_t minute;
 } g_sys_timezone{};
 
-/// The number at the start of a text, 0 when there is none.  The texts here are
-/// too short to hold one that is out of range.
-int32_t number_in(const char *text) { return static_cast<int32_t>(std::strtol(text, nullptr, 10)); }
-int32_t number_in(const std::string &text) { return number_in(text.c_str()); }
+/// Characters of the longest text of either format: too few for a number that is
+/// out of range.
+constexpr std::size_t longest_text = 7;
+
+/// The number at the start of a text, 0 when there is none.
+int32_t number_in(std::string_view text) {
+    std::array<char, longest_text + 1> terminated{};
+    text.copy(terminated.data(), longest_text);
+    return static_cast<int32_t>(std::strtol(terminated.data(), nullptr, 10));
+}
 
 bool are_hours(int32_t number) { return number >= -longest_hours && number <= longest_hours; }
 
 /// The number after the first of a character in a text, 0 when it is not there.
-int32_t number_after(const char *text, char mark) {
-    const std::string_view view(text);
-    const std::size_t at = view.find(mark);
-    return at == std::string_view::npos ? 0 : number_in(text + at + 1);
+int32_t number_after(std::string_view text, char mark) {
+    const std::size_t at = text.find(mark);
+    return at == std::string_view::npos ? 0 : number_in(text.substr(at + 1));
 }
 
 int32_t refuse(const char *message, int32_t result) {
@@ -52,20 +56,21 @@ int32_t set_system_timezone(const char *text) {
     constexpr uint32_t last_minute = 59;
     if (text == nullptr)
         return old_format_error;
-    if (std::string_view(text).size() > longest)
+    std::string_view given(text);
+    if (given.size() > longest)
         return refuse("\r\nerror time zone format\r", old_format_error);
-    if (!are_hours(number_in(text)))
+    if (!are_hours(number_in(given)))
         return refuse("\r\nerror time zone format h\r", old_format_error);
 
     // Stored ahead of the minute check on purpose.
-    g_sys_timezone.east = text[0] != '-';
+    g_sys_timezone.east = !given.starts_with('-');
     if (!g_sys_timezone.east)
-        ++text;
-    const int32_t hour = number_in(text);
-    const int32_t minute = number_after(text, ':');
+        given.remove_prefix(1);
+    const int32_t hour = number_in(given);
+    const int32_t minute = number_after(given, ':');
     if (static_cast<uint32_t>(minute) > last_minute) // negative ones too
         return refuse("\r\nerror time zone format m\r", old_format_error);
-    g_sys_timezone.offset = number_after(text, '-');
+    g_sys_timezone.offset = number_after(given, '-');
 
     std::array<char, 64> tz{};
     std::snprintf(tz.data(), tz.size(), "UTC%c%d:%d", g_sys_timezone.east ? '-' : '+', hour,
@@ -78,17 +83,17 @@ int32_t set_system_timezone(const char *text) {
 
 int32_t set_system_timezone_new(const char *text) {
     constexpr std::size_t shortest = 5;
-    constexpr std::size_t longest = 7;
+    constexpr std::size_t longest = longest_text;
     constexpr int32_t last_minute = 60; // on purpose
     if (text == nullptr)
         return refuse("\r\nWrong time zone format:NULL!\r", new_format_error);
-    const std::string given(text);
+    const std::string_view given(text);
     if (given.size() < shortest || given.size() > longest)
         return refuse("\r\nWrong time zone format: too long or too short!\r", new_format_error);
 
-    const std::string signed_hours = given.substr(0, 3);
-    const std::string hours = given.substr(1, 2);
-    const std::string minutes = given.substr(3, 2);
+    const std::string_view signed_hours = given.substr(0, 3);
+    const std::string_view hours = given.substr(1, 2);
+    const std::string_view minutes = given.substr(3, 2);
     const int32_t minute = number_in(minutes);
     if (!are_hours(number_in(signed_hours)) || minute < 0 || minute > last_minute)
         return refuse("\r\nWrong time zone format: hour should between -12 and +12, "
@@ -100,8 +105,10 @@ int32_t set_system_timezone_new(const char *text) {
                       new_format_error);
 
     const bool east = sign == '+';
-    const std::string tz = std::string("UTC") + (east ? '-' : '+') + hours + ':' + minutes;
-    if (sync_sys_timezone(tz.c_str()) == 0)
+    std::array<char, sizeof "UTC-HH:MM"> tz{};
+    std::snprintf(tz.data(), tz.size(), "UTC%c%.2s:%.2s", east ? '-' : '+', hours.data(),
+                  minutes.data());
+    if (sync_sys_timezone(tz.data()) == 0)
         g_sys_timezone = {
             .east = east,
             .offset = given.size() == longest ? number_in(given.substr(longest - 1)) : 0,

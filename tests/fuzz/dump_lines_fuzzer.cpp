@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <string>
 #include <vector>
 
 #include "fuzz/checks.h"
@@ -14,16 +13,17 @@
 
 namespace {
 
-/// As fgets() with a buffer of 256 bytes would cut them.
-std::vector<std::string> cut_into_lines(const std::uint8_t *data, std::size_t size) {
-    constexpr std::size_t longest = 255;
-    std::vector<std::string> lines;
-    std::string line;
+/// As fgets() would read them.
+std::vector<dump_line> cut_into_lines(const std::uint8_t *data, std::size_t size) {
+    std::vector<dump_line> lines;
+    dump_line line{};
+    std::size_t length = 0;
     for (std::size_t i = 0; i < size && lines.size() < kept_lines; ++i) {
-        line += static_cast<char>(data[i]);
-        if (data[i] == '\n' || line.size() == longest || i + 1 == size) {
-            lines.emplace_back(line.c_str()); // what follows a zero is not seen
-            line.clear();
+        line[length++] = static_cast<char>(data[i]);
+        if (data[i] == '\n' || length + 1 == line.size() || i + 1 == size) {
+            lines.push_back(line);
+            line = {};
+            length = 0;
         }
     }
     return lines;
@@ -38,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return 0;
     setenv("TZ", zones[data[0] % 4], 1);
     const int year = (data[1] | data[2] << 8) % 10000;
-    const std::vector<std::string> lines = cut_into_lines(data + 3, size - 3);
+    const std::vector<dump_line> lines = cut_into_lines(data + 3, size - 3);
     if (shows_changes(lines, year))
         require(lines.size() > 2, "a change was seen in no line");
     const year_changes changes = read_changes(lines);

@@ -3,14 +3,23 @@
 from __future__ import annotations
 
 import os
+import re
+import subprocess
 import time
 
 import pytest
 
-from lab import TIME_FACTOR, Daemon, wait_for
+from lab import TIME_FACTOR, Build, Daemon, wait_for
 from support.bench import PRIMARY, START, UNREACHABLE, Bench
 from support.ntp_server import truthful
 from support.packet import timestamp
+
+
+# Every way to heap memory but libfrr's: C++'s operators and what the C library hands out.
+OTHER_MEMORY = re.compile(
+    r"_Z(n[wa]|d[la])\w*|(m|c|re|reallocarr|mem|pv|v)alloc|reallocarray|free|posix_memalign|aligned_alloc|memalign"
+    r"|strn?dup|v?asprintf|getline|getdelim|open_memstream|s?brk|mmap"
+)
 
 
 def sleeps(daemon: Daemon, task) -> int:  # type: ignore[no-untyped-def]
@@ -48,6 +57,20 @@ def test_event_loop_sleeps_through(bench: Bench) -> None:
     before = sleeps(daemon, None)
     time.sleep(1.5)
     assert sleeps(daemon, None) - before <= 2  # the library's own timers
+
+
+@pytest.mark.plain_build
+def test_memory_is_the_librarys(build: Build) -> None:
+    """All of it is counted, as "NTP client": the daemon knows no other way to any."""
+    program = build.daemon.read_bytes()
+    if b"__llvm_prf_cnts" in program:
+        pytest.skip("counting lines takes memory of its own")
+    listing = subprocess.run(
+        ["nm", "-D", "--undefined-only", str(build.daemon)], check=True, capture_output=True, text=True
+    ).stdout
+    imported = {line.split()[-1].partition("@")[0] for line in listing.splitlines()}
+    assert {"qmalloc", "qfree"} <= imported
+    assert {name for name in imported if OTHER_MEMORY.fullmatch(name)} == set()
 
 
 @pytest.mark.plain_build

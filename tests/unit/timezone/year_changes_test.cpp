@@ -11,15 +11,23 @@
 
 namespace {
 
-using lines = std::vector<std::string>;
+using lines = std::vector<dump_line>;
 
-const std::string lowest = "Z  -9223372036854775808 = NULL\n";
-const std::string second_lowest = "Z  -9223372036854689408 = NULL\n";
-const std::string highest = "Z  9223372036854689407 = NULL\n";
+/// A text of at most 255 characters as it is kept.
+dump_line slot(const std::string &text) {
+    dump_line kept{};
+    EXPECT_LT(text.size(), kept.size());
+    text.copy(kept.data(), kept.size() - 1);
+    return kept;
+}
+
+const dump_line lowest = slot("Z  -9223372036854775808 = NULL\n");
+const dump_line second_lowest = slot("Z  -9223372036854689408 = NULL\n");
+const dump_line highest = slot("Z  9223372036854689407 = NULL\n");
 
 /// A line for "HH:MM:SS" of a day in UTC and in local time.
-std::string line(const std::string &utc, const std::string &local, const std::string &name = "Z") {
-    return name + "  Sun " + utc + " UT = Sun " + local + " ABC isdst=1 gmtoff=3600\n";
+dump_line line(const std::string &utc, const std::string &local) {
+    return slot("Z  Sun " + utc + " UT = Sun " + local + " ABC isdst=1 gmtoff=3600\n");
 }
 
 lines northern() {
@@ -80,9 +88,17 @@ TEST_F(YearChanges, AreThereWhenOnlyTheThirdLineNamesTheYear) {
     EXPECT_TRUE(shows_changes(dump, 2020));
 }
 
+TEST_F(YearChanges, AreInYearsOfFourDigitsAtMost) {
+    lines dump = northern();
+    dump[2] = line("Mar 29 00:59:59 10000", "Mar 29 00:59:59 10000");
+    EXPECT_TRUE(shows_changes(dump, 1000)); // a part of it
+    EXPECT_FALSE(shows_changes(dump, 10000));
+    EXPECT_FALSE(shows_changes(dump, -1000));
+}
+
 TEST_F(YearChanges, YearIsLookedForAnywhere) {
     lines dump = northern();
-    dump[0] = "Zone2020  -9223372036854775808 = NULL\n";
+    dump[0] = slot("Zone2020  -9223372036854775808 = NULL\n");
     EXPECT_FALSE(shows_changes(dump, 2020));
     // It is in the number of the lowest instant.
     dump = northern();
@@ -124,7 +140,7 @@ TEST_F(YearChanges, LineThatDoesNotParseKeepsWhatWasThere) {
     EXPECT_EQ(changes[2].utc, changes[1].utc);
     EXPECT_EQ(changes[3].local, changes[1].local);
 
-    dump[3] = "Z  Sun Mar 30 01";
+    dump[3] = slot("Z  Sun Mar 30 01");
     changes = read_changes(dump);
     EXPECT_EQ(changes[1].utc, at(2020, 3, 30, 1, 59, 59));
     EXPECT_EQ(changes[1].local, changes[0].local);
@@ -135,7 +151,7 @@ TEST_F(YearChanges, UnreadableLinesAreSurvived) {
          {std::string(), std::string("\n"), std::string(255, 'x'), std::string(255, ' '),
           std::string("Z Sun Mar 9999999999999999999 9:9:9 -99999999999 UT = Sun X -1 -1:-1:-1 -1"),
           std::string("Z  Sun ") + std::string(240, 'M')})
-        read_changes(lines{lowest, lowest, text, text, text, text});
+        read_changes(lines{lowest, lowest, slot(text), slot(text), slot(text), slot(text)});
 }
 
 TEST_F(YearChanges, NorthernBoundsAreOutside) {
