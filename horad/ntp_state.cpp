@@ -11,12 +11,12 @@ constinit std::int32_t ntp_status = 0;
 constinit std::int32_t ntp_thread_state = 0;
 constinit std::int32_t debug = 0;
 
-int ntp_lock(void) { return pthread_mutex_lock(&ntp_mutex); }
-int ntp_unlock(void) { return pthread_mutex_unlock(&ntp_mutex); }
+int ntp_lock(void) noexcept { return pthread_mutex_lock(&ntp_mutex); }
+int ntp_unlock(void) noexcept { return pthread_mutex_unlock(&ntp_mutex); }
 
-int32_t get_is_using_dst(void) { return g_ntp_var.is_using_dst; }
-void set_is_using_dst(int32_t value) { g_ntp_var.is_using_dst = value; }
-void set_g_ntp_en(int32_t value) { g_ntp_var.g_ntp_en = value; }
+int32_t get_is_using_dst(void) noexcept { return g_ntp_var.is_using_dst; }
+void set_is_using_dst(int32_t value) noexcept { g_ntp_var.is_using_dst = value; }
+void set_g_ntp_en(int32_t value) noexcept { g_ntp_var.g_ntp_en = value; }
 
 std::optional<server_name> server_name::from(const char *text) noexcept {
     const std::size_t length = strnlen(text, server_name_size);

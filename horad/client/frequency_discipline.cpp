@@ -179,7 +179,8 @@ std::int32_t evaluate(std::int32_t frequency) {
 
 } // namespace
 
-int32_t contemplate_data(uint32_t time, double offset, double error_bar, int32_t frequency) {
+int32_t contemplate_data(uint32_t time, double offset, double error_bar,
+                         int32_t frequency) noexcept {
     trace("xontemplate %u %.1f %.1f %d\n", time, offset, error_bar, frequency);
     d_ring[ring_index] = {time, frequency, offset, error_bar - error_allowance, {}};
     sample_count = std::min(sample_count + 1, ring_size);
@@ -188,11 +189,11 @@ int32_t contemplate_data(uint32_t time, double offset, double error_bar, int32_t
     return proposed;
 }
 
-int next_up(int i) { return i == ring_size - 1 ? 0 : i + 1; }
+int next_up(int i) noexcept { return i == ring_size - 1 ? 0 : i + 1; }
 
-int next_dn(int i) { return i == 0 ? ring_size - 1 : i - 1; }
+int next_dn(int i) noexcept { return i == 0 ? ring_size - 1 : i - 1; }
 
-int search(int newest, int from, int a, int b, int dir, struct segment *out) {
+int search(int newest, int from, int a, int b, int dir, struct segment *out) noexcept {
     const double start = d_ring[from].bounds[b];
     int kept = from;
     double slope = 0;
@@ -208,9 +209,9 @@ int search(int newest, int from, int a, int b, int dir, struct segment *out) {
     return kept;
 }
 
-void polygon_reset() { df = {widest_correction, widest_correction}; }
+void polygon_reset() noexcept { df = {widest_correction, widest_correction}; }
 
-void polygon_point(const struct segment *corner) {
+void polygon_point(const struct segment *corner) noexcept {
     trace("loop %f %f\n", corner->slope, corner->value);
     const double left = find_shift(-corner->slope, corner->value);
     const double right = find_shift(corner->slope, -corner->value);
@@ -219,13 +220,13 @@ void polygon_point(const struct segment *corner) {
     trace("constraint right: %f %f \n", right, df.right);
 }
 
-double find_shift(double x, double y) {
+double find_shift(double x, double y) noexcept {
     const double shift = std::min(x - y / 600, x + 0.3 - y / 6000);
     trace("find_shift %f %f -> %f\n", x, y, shift);
     return std::max(0.0, shift);
 }
 
-double find_df(int *both) {
+double find_df(int *both) noexcept {
     if (df.left == 0)
         return df.right == 0 ? 0 : -df.right;
     if (df.right == 0)
@@ -234,7 +235,8 @@ double find_df(int *both) {
     return 0;
 }
 
-double find_df_center(const struct segment *mincross, const struct segment *maxcross, double d) {
+double find_df_center(const struct segment *mincross, const struct segment *maxcross,
+                      double d) noexcept {
     const double y = (mincross->value + maxcross->value) / 2;
     const double x = d + (mincross->slope + maxcross->slope) / 2;
     const double a = -y / 600 - x;
@@ -250,6 +252,6 @@ double find_df_center(const struct segment *mincross, const struct segment *maxc
     return r * k;
 }
 
-double interpolate(const struct point *p, const struct point *q, double x) {
+double interpolate(const struct point *p, const struct point *q, double x) noexcept {
     return p->y + (q->y - p->y) * (x - p->x) / (q->x - p->x);
 }

@@ -60,7 +60,7 @@ void print_daylight_saving(hemisphere where) {
 
 } // namespace
 
-int32_t systemGetDstCfg(int32_t year, int64_t now, const char *location) {
+int32_t systemGetDstCfg(int32_t year, int64_t now, const char *location) noexcept {
     constexpr int32_t last_year = 9999; // four digits are looked for in the dump
     if (location == nullptr || *location == '\0') {
         std::puts("\r\nThe location where you need to get daylight saving time is empty.\r");

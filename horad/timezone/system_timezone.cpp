@@ -83,7 +83,7 @@ void write_profile(const char *text) {
 
 } // namespace
 
-int32_t sync_sys_timezone(const char *text) {
+int32_t sync_sys_timezone(const char *text) noexcept {
     if (text == nullptr) {
         std::puts("error: timezone not set\r");
         return null_argument;
@@ -99,7 +99,7 @@ int32_t sync_sys_timezone(const char *text) {
     return 0;
 }
 
-int32_t set_system_timezone_by_path(const char *path) {
+int32_t set_system_timezone_by_path(const char *path) noexcept {
     constexpr char link[] = "/etc/localtime";
     if (path == nullptr)
         return null_argument;
@@ -115,7 +115,7 @@ int32_t set_system_timezone_by_path(const char *path) {
     return 0;
 }
 
-int32_t show_system_timezone(struct vty *vty) {
+int32_t show_system_timezone(struct vty *vty) noexcept {
     return vty_out(vty, "Current system time zone : %s-%s %s\r\n", g_ntp_var.continent_name,
                    g_ntp_var.city_name, g_ntp_var.time_zone);
 }

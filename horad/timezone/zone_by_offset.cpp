@@ -51,7 +51,7 @@ int32_t refuse(const char *message, int32_t result) {
 
 } // namespace
 
-int32_t set_system_timezone(const char *text) {
+int32_t set_system_timezone(const char *text) noexcept {
     constexpr std::size_t longest = 6;
     constexpr uint32_t last_minute = 59;
     if (text == nullptr)
@@ -81,7 +81,7 @@ int32_t set_system_timezone(const char *text) {
     return 0;
 }
 
-int32_t set_system_timezone_new(const char *text) {
+int32_t set_system_timezone_new(const char *text) noexcept {
     constexpr std::size_t shortest = 5;
     constexpr std::size_t longest = longest_text;
     constexpr int32_t last_minute = 60; // on purpose
@@ -118,13 +118,13 @@ int32_t set_system_timezone_new(const char *text) {
     return 0;
 }
 
-sys_timezone_info get_system_timezone() {
+sys_timezone_info get_system_timezone() noexcept {
     return {g_sys_timezone.east, g_sys_timezone.hour, g_sys_timezone.minute};
 }
 
-int32_t get_timezone_offset() { return g_sys_timezone.offset; }
+int32_t get_timezone_offset() noexcept { return g_sys_timezone.offset; }
 
-int32_t set_timezone_offset(uint32_t number) {
+int32_t set_timezone_offset(uint32_t number) noexcept {
     constexpr uint32_t greatest = 10;
     if (number > greatest)
         return refuse("Error:set time zone offset.\r", out_of_range);
@@ -132,9 +132,9 @@ int32_t set_timezone_offset(uint32_t number) {
     return 0;
 }
 
-int32_t get_timezone_east() { return g_sys_timezone.east; }
+int32_t get_timezone_east() noexcept { return g_sys_timezone.east; }
 
-int32_t set_timezone_east(int32_t east) {
+int32_t set_timezone_east(int32_t east) noexcept {
     g_sys_timezone.east = east != 0;
     return 0;
 }

@@ -55,7 +55,7 @@ bool is_option(const char *word, const char *option) {
 
 } // namespace
 
-int32_t zdump_main(int32_t argc, char *argv[]) {
+int32_t zdump_main(int32_t argc, char *argv[]) noexcept {
     constexpr int32_t first_name = 4;
     if (argc < first_name || std::find(argv + first_name, argv + argc, nullptr) != argv + argc) {
         std::fputs("usage: zdump -c [LOW,]HIGH -v ZONE...\n", stderr);

@@ -6,20 +6,20 @@
 #include "frr_module.h"
 #include "horad/tz.h"
 
-void *imalloc(size_t n) { return qmalloc(MTYPE_NTP_CLIENT, n == 0 ? 1 : n); }
+void *imalloc(size_t n) noexcept { return qmalloc(MTYPE_NTP_CLIENT, n == 0 ? 1 : n); }
 
-void *icalloc(size_t n, size_t size) {
+void *icalloc(size_t n, size_t size) noexcept {
     size_t total = 0;
     if (__builtin_mul_overflow(n, size, &total))
         return nullptr;
     return qcalloc(MTYPE_NTP_CLIENT, total == 0 ? 1 : total);
 }
 
-void *irealloc(void *pointer, size_t n) {
+void *irealloc(void *pointer, size_t n) noexcept {
     return pointer == nullptr ? imalloc(n) : qrealloc(MTYPE_NTP_CLIENT, pointer, n == 0 ? 1 : n);
 }
 
-char *icatalloc(char *old, const char *text) {
+char *icatalloc(char *old, const char *text) noexcept {
     if (text == nullptr || (*text == '\0' && old != nullptr)) {
         if (old != nullptr)
             return old;
@@ -33,11 +33,11 @@ char *icatalloc(char *old, const char *text) {
     return result;
 }
 
-char *icpyalloc(const char *text) { return icatalloc(nullptr, text); }
+char *icpyalloc(const char *text) noexcept { return icatalloc(nullptr, text); }
 
-void ifree(void *pointer) {
+void ifree(void *pointer) noexcept {
     if (pointer != nullptr)
         qfree(MTYPE_NTP_CLIENT, pointer);
 }
 
-void icfree(void *pointer) { ifree(pointer); }
+void icfree(void *pointer) noexcept { ifree(pointer); }

@@ -34,7 +34,7 @@ const char *suppress_conversion(const char *from, char *&to) {
 
 } // namespace
 
-const char *scheck(const char *string, const char *format) {
+const char *scheck(const char *string, const char *format) noexcept {
     if (string == nullptr || format == nullptr)
         return "";
     auto *suppressed = static_cast<char *>(imalloc(2 * std::strlen(format) + 4));

@@ -35,7 +35,7 @@ std::tm *to_utc(const zone_state &utc, std::int64_t time, std::tm *result) {
 
 void tzset(void) noexcept { refresh_local_zone(); }
 
-timezone_t tzalloc(const char *name) {
+timezone_t tzalloc(const char *name) noexcept {
     auto *zone = static_cast<zone_state *>(qmalloc(MTYPE_NTP_CLIENT, sizeof(zone_state)));
     if (const int error = init_zone(zone, name); error != 0) {
         qfree(MTYPE_NTP_CLIENT, zone);
@@ -45,18 +45,18 @@ timezone_t tzalloc(const char *name) {
     return zone;
 }
 
-void tzfree(timezone_t zone) {
+void tzfree(timezone_t zone) noexcept {
     if (zone != nullptr)
         qfree(MTYPE_NTP_CLIENT, zone);
 }
 
-std::tm *localtime_rz(const_timezone_t zone, const time_t *time, std::tm *result) {
+std::tm *localtime_rz(const_timezone_t zone, const time_t *time, std::tm *result) noexcept {
     if (zone == nullptr) [[unlikely]]
         return to_nameless_utc(*time, result);
     return to_local(*zone, *time, *result);
 }
 
-time_t mktime_z(const_timezone_t zone, std::tm *tm) {
+time_t mktime_z(const_timezone_t zone, std::tm *tm) noexcept {
     if (tm == nullptr) {
         errno = EINVAL;
         return -1;

@@ -14,6 +14,8 @@
 
 #include <stdint.h>
 
+#include "horad/noexcept.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -42,7 +44,8 @@ extern "C" {
  * 1600 microseconds leaves nothing of such an error bar: give it a floor of more
  * than 800, or every evaluation is inconsistent.
  */
-int32_t contemplate_data(uint32_t time, double offset, double error_bar, int32_t frequency);
+int32_t contemplate_data(uint32_t time, double offset, double error_bar,
+                         int32_t frequency) HORAD_NOEXCEPT;
 
 /* --- its parts ------------------------------------------------------------ */
 
@@ -59,8 +62,8 @@ struct point {
 };
 
 /* The ring slots of the samples after and before slot i, 0..15. */
-int next_up(int i);
-int next_dn(int i);
+int next_up(int i) HORAD_NOEXCEPT;
+int next_dn(int i) HORAD_NOEXCEPT;
 
 /*
  * The steepest or the shallowest line from one sample to any later one.
@@ -75,16 +78,16 @@ int next_dn(int i);
  *
  * Returns the ring slot of the later sample.
  */
-int search(int newest, int from, int a, int b, int dir, struct segment *out);
+int search(int newest, int from, int a, int b, int dir, struct segment *out) HORAD_NOEXCEPT;
 
 /* Widens the limits of the correction to 20 parts per million both ways. */
-void polygon_reset(void);
+void polygon_reset(void) HORAD_NOEXCEPT;
 
 /*
  * Narrows the limits by a corner of the polygon of the lines that explain all
  * samples: a correction should lead every one of them towards no offset.
  */
-void polygon_point(const struct segment *corner);
+void polygon_point(const struct segment *corner) HORAD_NOEXCEPT;
 
 /*
  * How far a corner lets a correction go in one direction.
@@ -95,7 +98,7 @@ void polygon_point(const struct segment *corner);
  *
  * Returns parts per million, not negative: 0 when it may not go that way at all.
  */
-double find_shift(double x, double y);
+double find_shift(double x, double y) HORAD_NOEXCEPT;
 
 /*
  * The correction that the limits allow in one direction only.
@@ -104,7 +107,7 @@ double find_shift(double x, double y);
  *
  * Returns parts per million; 0 when the limits allow both directions, or none.
  */
-double find_df(int *both);
+double find_df(int *both) HORAD_NOEXCEPT;
 
 /*
  * What to add to a correction so that the middle of the polygon leads towards no
@@ -115,10 +118,11 @@ double find_df(int *both);
  *
  * Returns parts per million.
  */
-double find_df_center(const struct segment *mincross, const struct segment *maxcross, double d);
+double find_df_center(const struct segment *mincross, const struct segment *maxcross,
+                      double d) HORAD_NOEXCEPT;
 
 /* The y at abscissa x of the line through two points with different x. */
-double interpolate(const struct point *p, const struct point *q, double x);
+double interpolate(const struct point *p, const struct point *q, double x) HORAD_NOEXCEPT;
 
 #ifdef __cplusplus
 }

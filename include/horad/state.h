@@ -7,6 +7,8 @@
 
 #include <stdint.h>
 
+#include "horad/noexcept.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -19,21 +21,21 @@ extern "C" {
  *
  * Return 0, or the error number of the underlying pthread call.
  */
-int ntp_lock(void);
-int ntp_unlock(void);
+int ntp_lock(void) HORAD_NOEXCEPT;
+int ntp_unlock(void) HORAD_NOEXCEPT;
 
 /*
  * Whether daylight-saving time is in use for the zone: 1 or 0, initially 0.
  * Kept for callers; the daemon itself neither sets nor tests it.  No locking.
  */
-int32_t get_is_using_dst(void);
-void set_is_using_dst(int32_t value);
+int32_t get_is_using_dst(void) HORAD_NOEXCEPT;
+void set_is_using_dst(int32_t value) HORAD_NOEXCEPT;
 
 /*
  * Record in the configuration whether NTP is enabled (1) or not (0).  This only
  * stores the value: it neither starts nor stops the client.  No locking.
  */
-void set_g_ntp_en(int32_t value);
+void set_g_ntp_en(int32_t value) HORAD_NOEXCEPT;
 
 #ifdef __cplusplus
 }

@@ -12,6 +12,8 @@
 
 #include <stdint.h>
 
+#include "horad/noexcept.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -30,14 +32,14 @@ struct vty;
  * Returns 0; -27 for a null path; -1 when the link cannot be made, with the
  * reason on standard error and no /etc/localtime left.
  */
-int32_t set_system_timezone_by_path(const char *path);
+int32_t set_system_timezone_by_path(const char *path) HORAD_NOEXCEPT;
 
 /*
  * Prints one line naming the zone in use on a session.
  *
  * Returns what vty_out() returns: the number of bytes printed.
  */
-int32_t show_system_timezone(struct vty *vty);
+int32_t show_system_timezone(struct vty *vty) HORAD_NOEXCEPT;
 
 /* --- by offset ------------------------------------------------------------ */
 
@@ -53,7 +55,7 @@ int32_t show_system_timezone(struct vty *vty);
  * text with other characters or too long and -27 for a null one, both before
  * anything is written; -14 when /etc/TZ cannot be opened.
  */
-int32_t sync_sys_timezone(const char *text);
+int32_t sync_sys_timezone(const char *text) HORAD_NOEXCEPT;
 
 /*
  * Sets the zone from an offset: "[-]HOURS[:MINUTES][-NUMBER]", such as "8",
@@ -65,7 +67,7 @@ int32_t sync_sys_timezone(const char *text);
  * of this form, with a message (none for a null text).  A wrong minute is found
  * after `east` was stored.
  */
-int32_t set_system_timezone(const char *text);
+int32_t set_system_timezone(const char *text) HORAD_NOEXCEPT;
 
 /*
  * Sets the zone from an offset: "+HHMM" or "-HHMM", hours -12..12, minutes 0..60,
@@ -74,7 +76,7 @@ int32_t set_system_timezone(const char *text);
  * Returns 0, also when the zone could not be exported (nothing is recorded
  * then); -2 with a message for a text that is not of this form.
  */
-int32_t set_system_timezone_new(const char *text);
+int32_t set_system_timezone_new(const char *text) HORAD_NOEXCEPT;
 
 /* The offset of a zone from UTC. */
 struct sys_timezone_info {
@@ -84,23 +86,23 @@ struct sys_timezone_info {
 };
 
 /* The offset last set; all zero at first. */
-struct sys_timezone_info get_system_timezone(void);
+struct sys_timezone_info get_system_timezone(void) HORAD_NOEXCEPT;
 
 /* The time-zone offset, a number that is carried with the zone; 0 at first. */
-int32_t get_timezone_offset(void);
+int32_t get_timezone_offset(void) HORAD_NOEXCEPT;
 
 /* Stores the time-zone offset, 0..10.
  *
  * Returns 0; -2 with a message for any other number. */
-int32_t set_timezone_offset(uint32_t number);
+int32_t set_timezone_offset(uint32_t number) HORAD_NOEXCEPT;
 
 /* Whether the zone's offset lies east of Greenwich (1) or west (0). */
-int32_t get_timezone_east(void);
+int32_t get_timezone_east(void) HORAD_NOEXCEPT;
 
 /* Stores the side of Greenwich: east for any number but 0.
  *
  * Returns 0. */
-int32_t set_timezone_east(int32_t east);
+int32_t set_timezone_east(int32_t east) HORAD_NOEXCEPT;
 
 /* --- changes of local time ------------------------------------------------ */
 
@@ -129,7 +131,7 @@ int32_t set_timezone_east(int32_t east);
  * that does not exist (with the reason on standard error, the zones before it
  * listed).  A line that cannot be written is dropped with a message.
  */
-int32_t zdump_main(int32_t argc, char *argv[]);
+int32_t zdump_main(int32_t argc, char *argv[]) HORAD_NOEXCEPT;
 
 /*
  * Whether daylight-saving time is in force in a zone.  Lists the year's changes
@@ -148,7 +150,7 @@ int32_t zdump_main(int32_t argc, char *argv[]);
  * no change in that year; -1 with a message for an empty location and for
  * another year.
  */
-int32_t systemGetDstCfg(int32_t year, int64_t now, const char *location);
+int32_t systemGetDstCfg(int32_t year, int64_t now, const char *location) HORAD_NOEXCEPT;
 
 #ifdef __cplusplus
 }

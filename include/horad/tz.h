@@ -14,6 +14,8 @@
 #include <stddef.h>
 #include <time.h>
 
+#include "horad/noexcept.h"
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -62,10 +64,10 @@ typedef const struct zone_state *const_timezone_t;
  * with tzfree(); null with errno set (ENOENT, EACCES, EINVAL for a damaged file,
  * ENAMETOOLONG, ...) when there is no such zone.
  */
-timezone_t tzalloc(const char *name);
+timezone_t tzalloc(const char *name) HORAD_NOEXCEPT;
 
 /* Gives a zone object back.  Null is allowed. */
-void tzfree(timezone_t zone);
+void tzfree(timezone_t zone) HORAD_NOEXCEPT;
 
 /*
  * Local time in a zone.
@@ -79,7 +81,8 @@ void tzfree(timezone_t zone);
  * Returns `result`; null when the year does not fit tm_year (errno EOVERFLOW, or
  * unchanged for a time beyond the zone's table).
  */
-struct tm *localtime_rz(const_timezone_t zone, const time_t *time, struct tm *result);
+struct tm *localtime_rz(const_timezone_t zone, const time_t *time,
+                        struct tm *result) HORAD_NOEXCEPT;
 
 /*
  * The time that reads like `tm` in a zone.
@@ -95,7 +98,7 @@ struct tm *localtime_rz(const_timezone_t zone, const time_t *time, struct tm *re
  * Returns the time; -1 when there is none (or `tm` is null: errno EINVAL).
  * -1 is also the last second of 1969: tm_wday is set only on success.
  */
-time_t mktime_z(const_timezone_t zone, struct tm *tm);
+time_t mktime_z(const_timezone_t zone, struct tm *tm) HORAD_NOEXCEPT;
 
 /* --- helpers -------------------------------------------------------------- */
 
@@ -106,11 +109,11 @@ time_t mktime_z(const_timezone_t zone, struct tm *tm);
  * be had ends the process, as everywhere in libfrr; null is only returned by
  * icalloc() for a product beyond SIZE_MAX.
  */
-void *imalloc(size_t n);
-void *icalloc(size_t n, size_t size);    /* zeroed */
-void *irealloc(void *pointer, size_t n); /* null: like imalloc */
-void ifree(void *pointer);               /* null is allowed */
-void icfree(void *pointer);              /* the same */
+void *imalloc(size_t n) HORAD_NOEXCEPT;
+void *icalloc(size_t n, size_t size) HORAD_NOEXCEPT;    /* zeroed */
+void *irealloc(void *pointer, size_t n) HORAD_NOEXCEPT; /* null: like imalloc */
+void ifree(void *pointer) HORAD_NOEXCEPT;               /* null is allowed */
+void icfree(void *pointer) HORAD_NOEXCEPT;              /* the same */
 
 /*
  * Strings on the same memory.  icatalloc() appends `text` to `old`, whose block
@@ -118,8 +121,8 @@ void icfree(void *pointer);              /* the same */
  *
  * Return the string, to be given back with ifree().
  */
-char *icatalloc(char *old, const char *text);
-char *icpyalloc(const char *text);
+char *icatalloc(char *old, const char *text) HORAD_NOEXCEPT;
+char *icpyalloc(const char *text) HORAD_NOEXCEPT;
 
 /*
  * Whether a string matches a scanf() format completely, from its first to its
@@ -128,7 +131,7 @@ char *icpyalloc(const char *text);
  * Returns `format` when it does, an empty text when something is left over or
  * an argument is null.
  */
-const char *scheck(const char *string, const char *format);
+const char *scheck(const char *string, const char *format) HORAD_NOEXCEPT;
 
 #ifdef __cplusplus
 }
