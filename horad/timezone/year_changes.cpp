@@ -52,7 +52,7 @@ int month_number(const char *name) {
                             month_names.begin());
 }
 
-/// A reading as a local time of the process's zone.
+/// A reading as a local time of the process's zone; -1 when it has none at all.
 std::int64_t to_time(const reading &read) {
     std::tm local{};
     local.tm_year = static_cast<int>(std::int64_t{read.year} - 1900);
@@ -62,8 +62,9 @@ std::int64_t to_time(const reading &read) {
     local.tm_min = read.minute;
     local.tm_sec = read.second;
     local.tm_isdst = -1; // the flag of the line is another zone's
+    local.tm_wday = -1;  // set only with a time: -1 is one, too
     std::tm attempt = local;
-    if (const std::time_t time = mktime(&attempt); time != -1)
+    if (const std::time_t time = mktime(&attempt); attempt.tm_wday != -1)
         return time;
     local.tm_isdst = 0; // what the process's zone skips is read in its standard time
     return mktime(&local);

@@ -29,7 +29,8 @@ bool shows_changes(std::span<const dump_line> lines, int year) noexcept;
 /// What a line of a dump says: an instant in UTC and in local time.  Both are
 /// read as local times of the process's own zone (on purpose: `now` is compared
 /// with times as an operator's clock there shows them), in seconds since
-/// 1970-01-01 00:00:00 UTC.
+/// 1970-01-01 00:00:00 UTC.  Whether that is daylight-saving time the conversion
+/// decides; a time that the zone skips is read in its standard time.
 struct change_times {
     std::int64_t utc;
     std::int64_t local;

@@ -146,6 +146,11 @@ int32_t zdump_main(int32_t argc, char *argv[]) HORAD_NOEXCEPT;
  * both ends are outside daylight-saving time, in the south both ends are
  * standard time.
  *
+ * Whether a bound is read in daylight-saving time, the conversion decides (it is
+ * made with tm_isdst -1).  A bound that the process's zone skips is read in its
+ * standard time: west of UTC, as in the Azores, the hour that a change skips can
+ * be the one at which it comes in UTC.
+ *
  * Returns 1 with a message when it is; 0 when it is not, or when the list shows
  * no change in that year; -1 with a message for an empty location and for
  * another year.

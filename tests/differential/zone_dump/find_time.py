@@ -114,11 +114,6 @@ class Finder:
                         return t
         return None
 
-    def instant(self, year, month, day, hour, minute, second):
-        """As standard time where the zone skips it; -1 when there is none at all."""
-        minute_clock = clock_of(year, month, day, hour, minute)
-        for dst in (-1, 0):
-            t = self.find(minute_clock, second, dst)
-            if t is not None:
-                return t
-        return -1
+    def instant(self, year, month, day, hour, minute, second, dst):
+        """None when there is none.  dst: the flag, -1 for either."""
+        return self.find(clock_of(year, month, day, hour, minute), second, dst)

@@ -29,8 +29,10 @@ NORTHERN = b"--------location in Northern and in dst time \r\n"
 SOUTHERN = b"location in Southern and in dst time "
 EMPTY = b"\r\nThe location where you need to get daylight saving time is empty.\r\n"
 
-PROCESS_ZONES = ("UTC", "Europe/Paris", "Australia/Sydney", "America/New_York", "Asia/Kolkata",
-                 "Australia/Lord_Howe", "Europe/Dublin", "Africa/Casablanca", "America/Santiago")
+# The Azores skip the hour at which, in UTC, their own changes come.
+PROCESS_ZONES = ("UTC", "Atlantic/Azores", "Europe/Paris", "Australia/Sydney",
+                 "America/New_York", "Asia/Kolkata", "Australia/Lord_Howe", "Europe/Dublin",
+                 "Africa/Casablanca", "America/Santiago")
 
 HALF = "weekday month day hour minute second year"
 Half = collections.namedtuple("Half", HALF)
@@ -72,6 +74,22 @@ def lines_of(dump):
     return held[:LINES]
 
 
+# The rule leaves open with which daylight flag a bound is read.  Decided here: the
+# conversion says (-1), and where the process's zone skips the bound it is standard
+# time (0).
+FLAGS_TRIED = (-1, 0)
+NO_INSTANT = -1
+
+
+def instant_of(half, finder):
+    month = MONTHS.index(half.month[:3]) if half.month[:3] in MONTHS else 12
+    for dst in FLAGS_TRIED:
+        instant = finder.instant(half.year, month, *half[2:6], dst)
+        if instant is not None:
+            return instant
+    return NO_INSTANT
+
+
 def bounds(lines, finder):
     """(U0, L0), (U1, L1), ... of lines 2 to 5; None when none of them is a change."""
     items = dict.fromkeys((item for _, item in READ), 0)
@@ -84,8 +102,7 @@ def bounds(lines, finder):
         found.append([])
         for name in ("ut ", "local "):
             half = Half(*(items[name + item] for item in HALF.split()))
-            month = MONTHS.index(half.month[:3]) if half.month[:3] in MONTHS else 12
-            found[-1].append(finder.instant(half.year, month, *half[2:6]))
+            found[-1].append(instant_of(half, finder))
     return found if read >= ENOUGH else None
 
 

@@ -56,6 +56,15 @@ TEST_F(DaylightSaving, South) {
     EXPECT_EQ(ask(2020, noon(2020, 7, 15), "Australia/Sydney"), 0);
 }
 
+TEST_F(DaylightSaving, ChangeThatTheProcessZoneSkips) {
+    tz_guard::set("Atlantic/Azores");
+    const char *const azores = "Atlantic/Azores";
+    EXPECT_EQ(ask(2020, noon(2020, 1, 15), azores), 0);
+    EXPECT_EQ(ask(2020, noon(2020, 3, 28), azores), 0);
+    EXPECT_EQ(ask(2020, noon(2020, 3, 30), azores), 1);
+    EXPECT_EQ(ask(2020, noon(2020, 12, 15), azores), 0);
+}
+
 TEST_F(DaylightSaving, NoChangesInTheYear) {
     EXPECT_EQ(ask(2020, noon(2020, 7, 15), "UTC0"), 0);
     EXPECT_EQ(ask(2020, noon(2020, 7, 15), "Asia/Tokyo"), 0);

@@ -126,6 +126,28 @@ TEST_F(YearChanges, AreReadAsTimesOfTheProcessZone) {
     EXPECT_EQ(hemisphere_of(read_changes(northern())), hemisphere::northern);
 }
 
+TEST_F(YearChanges, BoundThatTheProcessZoneSkipsIsReadInStandardTime) {
+    // West of UTC the last second before a change can read, in UTC, like one of those
+    // that the change skips: from 00:00:00 to 00:59:59 there.
+    tz_guard::set("Atlantic/Azores");
+    lines dump = northern();
+    dump[2] = line("Mar 29 00:59:59 2020", "Mar 28 23:59:59 2020");
+    dump[3] = line("Mar 29 01:00:00 2020", "Mar 29 01:00:00 2020");
+    const year_changes changes = read_changes(dump);
+    EXPECT_EQ(changes[0].utc, at(2020, 3, 29, 1, 59, 59));
+    EXPECT_EQ(changes[0].local, at(2020, 3, 29, 0, 59, 59));
+    EXPECT_EQ(changes[1].utc, at(2020, 3, 29, 1, 0, 0)); // not skipped: daylight-saving time
+    EXPECT_EQ(hemisphere_of(changes), hemisphere::northern);
+}
+
+TEST_F(YearChanges, LastSecondOf1969IsATimeLikeAnyOther) {
+    // It is -1, which mktime() returns for a skipped one too.
+    tz_guard::set("AAA0BBB,M10.1.0,M3.1.0");
+    lines dump = southern();
+    dump[2] = line("Jan  1 00:59:59 1970", "Jan  1 00:59:59 1970");
+    EXPECT_EQ(read_changes(dump)[0].utc, -1);
+}
+
 TEST_F(YearChanges, LineThatDoesNotParseKeepsWhatWasThere) {
     lines dump = northern();
     dump.resize(4);
