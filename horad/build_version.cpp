@@ -1,29 +1,19 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "build_version.h"
-
-#include <algorithm>
+//
+// What the program says of itself for --version.
 #include <cstdio>
-#include <span>
-#include <string_view>
+
+#include <zebra.h>
+
+#include "command.h"
 
 #include "horad_build.h"
 
-namespace {
-
-constexpr std::string_view option = "--version";
-constexpr std::size_t shortest = std::string_view("--ve").size(); // no other option begins so
-
-bool is_version_option(std::string_view argument) {
-    return argument == "-v" || (argument.size() >= shortest && option.starts_with(argument));
-}
-
-} // namespace
-
-bool asks_for_version(int argc, const char *const *argv) {
-    return std::ranges::any_of(std::span(argv, static_cast<std::size_t>(argc)), is_version_option);
-}
-
-void print_build_version() {
+/// libfrr has a function of this name, which tells the library's version, and calls
+/// it when its own reading of the options comes to -v or --version.  It finds this
+/// one first: the program's symbols come before those of libraries.  So the options
+/// are read in one place only, by whatever rules that libfrr has for them.
+void print_version(const char * /*program*/) {
     std::puts("horad version " HORAD_VERSION "\n"
               "revision " HORAD_REVISION "\n"
               "built for " HORAD_TARGET " by " HORAD_COMPILER ", " HORAD_BUILD_TYPE "\n"

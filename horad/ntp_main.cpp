@@ -19,7 +19,6 @@
 #include "sigevent.h"
 #include "thread.h"
 
-#include "build_version.h"
 #include "client/control.h"
 #include "database.h"
 #include "frr_module.h"
@@ -93,11 +92,6 @@ void ntp_init() {
 int main(int argc, char **argv) {
     // Messages reach a log file or a pipe line by line, as they happen.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
-
-    if (asks_for_version(argc, argv)) {
-        print_build_version();
-        return 0;
-    }
 
     frr_preinit(&horad_description, argc, argv);
     read_options(argc, argv);
