@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// The daemon's one handle on the device's configuration database.
+// The daemon's one handle on the device's configuration database.  Both threads use
+// it, one after the other and so without a lock: the event loop connects before the
+// client thread can exist, and from then on only the client thread, which records the
+// steps of the clock, hands it to the device's libraries.
 #pragma once
 
 #include "config_db/config_db.h"

@@ -44,8 +44,13 @@ std::int32_t kernel_frequency() {
     timex query{}; // modes 0: only asks
     if (adjtimex(&query) < 0) {
         std::perror("adjtimex");
-        // Meant to end the whole daemon: without this call it is on no kernel
-        // that it was built for.
+        // Meant to end the whole daemon: without this call it is on no kernel that
+        // it was built for.  The event loop may be in the middle of anything, and
+        // that is safe: the daemon has nothing that is destroyed at exit, libfrr
+        // frees nothing then (it takes its memory types out of lists and gives a
+        // terminal back), and this thread holds no lock.  The step is stored already,
+        // and unlike _exit() this still writes what was printed.  Should a signal end
+        // the daemon at this very moment, glibc still runs each part of exit() once.
         std::exit(1); // NOLINT(concurrency-mt-unsafe)
     }
     return static_cast<std::int32_t>(query.freq);

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Starting, restarting and stopping the client.  Event-loop thread only, but
-// for the reading end of the signal pipe, which is the client thread's.
+// Starting, restarting and stopping the client.  All functions here are the
+// event-loop thread's, and the reading end of the signal pipe is the client
+// thread's.  That thread begins in control.cpp, too: there it opens its socket, on
+// its way into primary_loop().
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // When to send the next request, and to which server.  A record and the events
-// that change it: no sockets, no clock, no lock.
+// that change it: no sockets, no clock, no lock.  What a reply is worth, and how long
+// to wait after one that cannot be used, is decided where it is judged, in clock.cpp.
 //
 //   two silent servers:  primary 0, 30, 150 s; secondary 150, 180, 300 s; ...
 //   one silent server:   0, 30, 150, 270 s, then every 120 s
@@ -66,7 +67,8 @@ struct poll_schedule {
     // none: the wait goes on as it was.
     void on_bad_length();
     void on_clock_set();
-    /// retry_wait: seconds.  Returns whether the server was switched.
+    /// retry_wait: seconds, as rfc1305print() has judged.  Returns whether the server
+    /// was switched.
     bool on_unusable_reply(int retry_wait, bool has_secondary);
 
   private:

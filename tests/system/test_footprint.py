@@ -22,6 +22,16 @@ OTHER_MEMORY = re.compile(
 )
 
 
+def imported(build: Build) -> set[str]:
+    """What the daemon's own code needs of libraries."""
+    if b"__llvm_prf_cnts" in build.daemon.read_bytes():
+        pytest.skip("what counts lines is in the program, too")
+    listing = subprocess.run(
+        ["nm", "-D", "--undefined-only", str(build.daemon)], check=True, capture_output=True, text=True
+    ).stdout
+    return {line.split()[-1].partition("@")[0] for line in listing.splitlines()}
+
+
 def sleeps(daemon: Daemon, task) -> int:  # type: ignore[no-untyped-def]
     return daemon.status_field("voluntary_ctxt_switches", task)
 
@@ -62,15 +72,17 @@ def test_event_loop_sleeps_through(bench: Bench) -> None:
 @pytest.mark.plain_build
 def test_memory_is_the_librarys(build: Build) -> None:
     """All of it is counted, as "NTP client": the daemon knows no other way to any."""
-    program = build.daemon.read_bytes()
-    if b"__llvm_prf_cnts" in program:
-        pytest.skip("counting lines takes memory of its own")
-    listing = subprocess.run(
-        ["nm", "-D", "--undefined-only", str(build.daemon)], check=True, capture_output=True, text=True
-    ).stdout
-    imported = {line.split()[-1].partition("@")[0] for line in listing.splitlines()}
-    assert {"qmalloc", "qfree"} <= imported
-    assert {name for name in imported if OTHER_MEMORY.fullmatch(name)} == set()
+    names = imported(build)
+    assert {"qmalloc", "qfree"} <= names
+    assert {name for name in names if OTHER_MEMORY.fullmatch(name)} == set()
+
+
+@pytest.mark.plain_build
+def test_nothing_to_destroy(build: Build) -> None:
+    """exit() on one thread takes nothing from under the other."""
+    names = imported(build)
+    assert "exit" in names
+    assert {name for name in names if "atexit" in name or "on_exit" in name} == set()
 
 
 @pytest.mark.plain_build
