@@ -4,6 +4,7 @@
 #include "horad/timezone.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -103,9 +104,14 @@ int32_t set_system_timezone_by_path(const char *path) noexcept {
     constexpr char link[] = "/etc/localtime";
     if (path == nullptr)
         return null_argument;
-    unlink(link);
+    const int removal_error = unlink(link) == 0 || errno == ENOENT ? 0 : errno;
     if (const int failed = symlink(path, link); failed != 0) {
         std::perror("symlink err");
+        // "File exists" by itself does not tell why the old link still does.
+        if (removal_error != 0) {
+            errno = removal_error;
+            std::perror("cannot remove /etc/localtime");
+        }
         return failed;
     }
     // The file behind an unset TZ is another one now; a TZ that is set still wins.

@@ -30,7 +30,8 @@ struct vty;
  * path  absolute path of a zone file, used as given
  *
  * Returns 0; -27 for a null path; -1 when the link cannot be made, with the
- * reason on standard error and no /etc/localtime left.
+ * reason on standard error: no /etc/localtime is left then, unless a second line
+ * says why the old one could not be removed.
  */
 int32_t set_system_timezone_by_path(const char *path) HORAD_NOEXCEPT;
 

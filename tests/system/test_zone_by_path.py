@@ -102,15 +102,35 @@ def test_empty_path(bench: Bench) -> None:
 
 
 def test_folder_in_the_way(bench: Bench) -> None:
-    """A link that cannot be removed says so when the new one is made."""
+    """What cannot be removed says so when the new link cannot be made."""
     bench.world.path(LINK).unlink()
     bench.world.path(LINK).mkdir()
     shim = calls(bench)
-    assert shim.call("set_system_timezone_by_path", UTC) == (-1, b"", b"symlink err: File exists\n")
+    answer = shim.call("set_system_timezone_by_path", UTC)
+    assert answer == (-1, b"", b"symlink err: File exists\ncannot remove /etc/localtime: Is a directory\n")
+
+
+def test_nothing_to_remove(bench: Bench) -> None:
+    """That is no reason."""
+    bench.world.path(LINK).unlink()
+    shim = calls(bench)
+    shim.fail("symlink", "ENOSPC", times=1)
+    answer = shim.call("set_system_timezone_by_path", UTC)
+    assert answer == (-1, b"", b"symlink err: No space left on device\n")
+
+
+def test_reason_of_no_consequence(bench: Bench) -> None:
+    """Nothing is said of a removal that failed when the link can be made all the same."""
+    bench.world.path(LINK).unlink()
+    shim = calls(bench)
+    shim.fail("unlink", "EROFS", times=1)
+    assert shim.call("set_system_timezone_by_path", UTC) == (0, b"", b"")
+    assert link(bench.world) == UTC
 
 
 def test_link_that_stays(bench: Bench) -> None:
-    """Nothing is said of a link that cannot be taken away; the names are."""
+    """`no timezone` says nothing of a link that cannot be taken away, and takes the names; a new
+    zone is refused with the reason."""
     daemon = bench.daemon(calls=1)
     assert daemon.shim is not None
     daemon.shim.fail("unlink", "EROFS")
@@ -119,7 +139,8 @@ def test_link_that_stays(bench: Bench) -> None:
     assert session.command("show timezone") == b"Current system time zone : (null)-(null) (null)\r\r\n"
     assert link(bench.world) == UTC
     answer = daemon.shim.call("set_system_timezone_by_path", f"{ZONES}/Asia/Tokyo")
-    assert answer == (-1, b"", b"symlink err: File exists\n")
+    reason = b"symlink err: File exists\ncannot remove /etc/localtime: Read-only file system\n"
+    assert answer == (-1, b"", reason)
     assert daemon.stdout() == b""
 
 

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -139,6 +140,20 @@ TEST_F(SystemTimezone, ByPathFailures) {
     EXPECT_EQ(complained_by([] { EXPECT_EQ(set_system_timezone_by_path(""), -1); }),
               "symlink err: No such file or directory\n");
     EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status("/etc/localtime")));
+}
+
+TEST_F(SystemTimezone, ByPathWhereTheOldLinkStays) {
+    std::filesystem::create_symlink("/old", "/etc/localtime");
+    ASSERT_EQ(mount(nullptr, "/etc", nullptr, MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    EXPECT_EQ(complained_by([] { EXPECT_EQ(set_system_timezone_by_path("/new"), -1); }),
+              "symlink err: File exists\n"
+              "cannot remove /etc/localtime: Read-only file system\n");
+    EXPECT_EQ(std::filesystem::read_symlink("/etc/localtime"), "/old");
+}
+
+TEST_F(SystemTimezone, ByPathWhereNoLinkWas) {
+    EXPECT_EQ(complained_by([] { EXPECT_EQ(set_system_timezone_by_path(""), -1); }),
+              "symlink err: No such file or directory\n");
 }
 
 } // namespace

@@ -173,6 +173,7 @@ FAULTS = [
             "link to Etc/UTC",
             "local time UTC",
             "stderr `symlink err: File exists`",
+            "stderr `cannot remove /etc/localtime: Read-only file system`",
             PARIS_AGAIN,
         ),
     ),
