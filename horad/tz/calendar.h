@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 inline constexpr std::int64_t seconds_per_day = 86400;
 inline constexpr int days_per_400_years = 146097;
@@ -35,6 +36,32 @@ constexpr std::int64_t floor_divide(std::int64_t value, std::int64_t divisor) {
 constexpr std::int64_t floor_remainder(std::int64_t value, std::int64_t divisor) {
     const std::int64_t remainder = value % divisor;
     return remainder < 0 ? remainder + divisor : remainder;
+}
+
+/// The sum, or the first or last number of all where it does not fit.
+constexpr std::int64_t add_saturated(std::int64_t a, std::int64_t b) {
+    std::int64_t sum = 0;
+    if (!__builtin_add_overflow(a, b, &sum))
+        return sum;
+    return b < 0 ? std::numeric_limits<std::int64_t>::min()
+                 : std::numeric_limits<std::int64_t>::max();
+}
+
+/// Whole cycles of 400 years that it takes to get from one time to another, or
+/// beyond.  late: later than `early`
+constexpr std::int64_t cycles_between(std::int64_t late, std::int64_t early) {
+    // The distance may be longer than a signed number can tell.
+    const std::uint64_t distance =
+        static_cast<std::uint64_t>(late) - static_cast<std::uint64_t>(early);
+    return static_cast<std::int64_t>((distance - 1) / seconds_per_400_years) + 1;
+}
+
+/// A time moved by whole cycles.  The cycles alone may be longer than all time;
+/// the result has to fit.
+constexpr std::int64_t move_by_cycles(std::int64_t time, std::int64_t cycles) {
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time) +
+                                     static_cast<std::uint64_t>(cycles) *
+                                         static_cast<std::uint64_t>(seconds_per_400_years));
 }
 
 /// Days from 1970-01-01 to a date.

@@ -94,24 +94,13 @@ std::tm *to_time_of_type(const zone_state &zone, const zone_type &type, std::int
     return &result;
 }
 
-/// Whole cycles that it takes to get from one time beyond another.
-std::int64_t cycles_beyond(std::int64_t late, std::int64_t early) {
-    const std::uint64_t distance =
-        static_cast<std::uint64_t>(late) - static_cast<std::uint64_t>(early);
-    return static_cast<std::int64_t>(distance / seconds_per_400_years) + 1;
-}
-
-/// A time moved by whole cycles.  The cycles alone may be longer than all time.
-std::int64_t move_by_cycles(std::int64_t time, std::int64_t cycles) {
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(time) +
-                                     static_cast<std::uint64_t>(cycles) *
-                                         static_cast<std::uint64_t>(seconds_per_400_years));
-}
-
-/// Moves a time by whole cycles into the table, and its year back.
+/// Moves a time by whole cycles into the table, and its year back.  In a table
+/// that is out of order the moved time may lie before its first transition still.
 std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t cycles,
                         std::tm &result) {
-    if (to_local(zone, move_by_cycles(time, cycles), result) == nullptr ||
+    const std::int64_t moved = move_by_cycles(time, cycles);
+    if (moved < zone.transition_times[0] || moved > zone.index.last ||
+        to_local(zone, moved, result) == nullptr ||
         !set_year(result.tm_year - cycles * 400, result))
         return nullptr;
     return &result;
@@ -120,11 +109,10 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 /// Local time of what the straight path does not serve.
 [[gnu::noinline]] std::tm *to_uncommon_local(const zone_state &zone, std::int64_t time,
                                              std::tm &result) {
-    if (time >= zone.index.repeated_from)
-        return to_folded_time(zone, time, -cycles_beyond(time, zone.index.repeated_from), result);
+    if (time > zone.index.repeats_after)
+        return to_folded_time(zone, time, -cycles_between(time, zone.index.repeats_after), result);
     if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0])
-        return to_folded_time(zone, time, cycles_beyond(zone.transition_times[0] - 1, time),
-                              result);
+        return to_folded_time(zone, time, cycles_between(zone.transition_times[0], time), result);
     const zone_type &type = type_after(zone, transitions_passed(zone, time));
     if (zone.leap_count == 0 && time >= 0 && time < latest_indexed_time) // after the last change
         return to_common_time_of_type(zone, type, time, 0, result);
@@ -148,7 +136,7 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 /// Where a zone repeats: the same, some cycles earlier.
 [[gnu::noinline]] std::tm *to_repeated_local(const zone_state &zone, std::int64_t time,
                                              std::tm &result) {
-    const std::int64_t cycles = cycles_beyond(time, zone.index.repeated_from);
+    const std::int64_t cycles = cycles_between(time, zone.index.repeats_after);
     const std::int64_t moved = move_by_cycles(time, -cycles);
     const std::uint64_t position = index_position(zone, moved);
     if (time >= latest_indexed_time || position >= zone.index.span) [[unlikely]]
@@ -190,7 +178,7 @@ bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone, 
 std::tm *to_local(const zone_state &zone, std::int64_t time, std::tm &result) {
     const std::uint64_t position = index_position(zone, time);
     if (position >= zone.index.span) [[unlikely]]
-        return time >= zone.index.repeated_from ? to_repeated_local(zone, time, result)
-                                                : to_uncommon_local(zone, time, result);
+        return time > zone.index.repeats_after ? to_repeated_local(zone, time, result)
+                                               : to_uncommon_local(zone, time, result);
     return to_local_in_span(zone, time, time, 0, position, result);
 }

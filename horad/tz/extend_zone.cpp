@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include "tz/calendar.h"
 #include "tz/tz_string.h"
 
 namespace {
 
-/// Makes area.footer of the footer's rule string.
-bool parse_footer(zone_work_area &area, std::size_t start, std::size_t length) {
+/// Makes area.footer of the footer's rule string, and sets where in it the
+/// transitions of rules are.
+bool parse_footer(zone_work_area &area, std::size_t start, std::size_t length,
+                  rule_transitions &rules) {
     unsigned char *const footer = area.file + start;
     if (length <= 2 || footer[0] != '\n' || footer[length - 1] != '\n')
         return false;
@@ -23,9 +26,9 @@ bool parse_footer(zone_work_area &area, std::size_t start, std::size_t length) {
     if (needs_rules_file(description)) {
         std::size_t rules_length = 0;
         rules_loaded = read_zone_file("posixrules", area, rules_length) == 0 &&
-                       decode_zone(area, rules_length, area.footer, false) == 0;
+                       decode_zone(area, rules_length, area.footer, rules, false) == 0;
     }
-    build_zone(description, rules_loaded, area.footer);
+    rules = build_zone(description, rules_loaded, area.footer);
     return true;
 }
 
@@ -46,83 +49,93 @@ int place_abbreviation(const char *name, char *store, int &count) {
 }
 
 /// Gives the footer's types their names in the file's store.  All or nothing.
-bool merge_abbreviations(zone_state &footer, zone_state &state) {
+bool merge_abbreviations(zone_data &footer, zone_data &zone) {
     char store[ZONE_MAX_CHARS];
-    int count = state.char_count;
-    std::memcpy(store, state.abbreviations, static_cast<std::size_t>(count) + 1);
+    int count = zone.char_count;
+    std::memcpy(store, zone.abbreviations, static_cast<std::size_t>(count) + 1);
     for (int i = 0; i < footer.type_count; ++i) {
         zone_type &type = footer.types[i];
         type.abbr_index = place_abbreviation(type_abbreviation(footer, type), store, count);
         if (type.abbr_index < 0)
             return false;
     }
-    std::memcpy(state.abbreviations, store, static_cast<std::size_t>(count));
-    state.char_count = count;
+    std::memcpy(zone.abbreviations, store, static_cast<std::size_t>(count));
+    zone.char_count = count;
     return true;
 }
 
-std::int64_t leap_correction(const zone_state &state, std::int64_t time) {
-    for (int i = state.leap_count - 1; i >= 0; --i)
-        if (time >= state.leaps[i].transition)
-            return state.leaps[i].correction;
+std::int64_t leap_correction(const zone_data &zone, std::int64_t time) {
+    for (int i = zone.leap_count - 1; i >= 0; --i)
+        if (time >= zone.leaps[i].transition)
+            return zone.leaps[i].correction;
     return 0;
 }
 
-void drop_repeats_at_end(zone_state &state) {
-    int &count = state.transition_count;
-    while (count > 1 && state.transition_types[count - 1] == state.transition_types[count - 2])
+void drop_repeats_at_end(zone_data &zone) {
+    int &count = zone.transition_count;
+    while (count > 1 && zone.transition_types[count - 1] == zone.transition_types[count - 2])
         --count;
 }
 
-/// Where in the footer's transitions those later than the file's last begin.
-int find_later(const zone_state &footer, const zone_state &state) {
-    if (state.transition_count == 0)
+/// Where in the footer's transitions those later than the file's last begin: the
+/// first in the order of the table, whatever follows.
+int find_later(const zone_data &footer, bool of_rules, const zone_data &zone) {
+    if (zone.transition_count == 0)
         return 0;
-    const std::int64_t last = state.transition_times[state.transition_count - 1];
+    const std::int64_t last = zone.transition_times[zone.transition_count - 1];
     const std::int64_t *const times = footer.transition_times;
     const int count = footer.transition_count;
-    // Rule times of many days can put neighbours out of order: the first counts.
-    constexpr int reach = 4;
-    auto first = static_cast<int>(std::upper_bound(times, times + count, last) - times);
-    first = std::max(first - reach, 0);
+    int first = 0;
+    if (of_rules) {
+        // A year's second change can come after the next year's first, but no
+        // rule reaches further: what lies before these few is earlier.
+        constexpr int reach = 4;
+        first = static_cast<int>(std::upper_bound(times, times + count, last) - times);
+        first = std::max(first - reach, 0);
+    }
     while (first < count && times[first] <= last)
         ++first;
     return first;
 }
 
-void append_transitions(const zone_state &footer, zone_state &state) {
-    const int first = find_later(footer, state);
-    const int count = state.transition_count;
+/// Appends the footer's transitions from `first` on.
+void append_transitions(const zone_data &footer, int first, zone_data &zone) {
+    const int count = zone.transition_count;
     const int added = std::min(footer.transition_count - first, ZONE_MAX_TIMES - count);
-    std::copy_n(footer.transition_times + first, added, state.transition_times + count);
-    const int first_type = state.type_count;
+    std::copy_n(footer.transition_times + first, added, zone.transition_times + count);
+    const int first_type = zone.type_count;
     for (int i = 0; i < added; ++i)
-        state.transition_types[count + i] =
+        zone.transition_types[count + i] =
             static_cast<unsigned char>(first_type + footer.transition_types[first + i]);
-    state.transition_count = count + added;
+    zone.transition_count = count + added;
 }
 
 /// Rules are given without leap seconds, the file's transitions with them.
-void count_leap_seconds(const zone_state &state, zone_state &footer) {
-    if (state.leap_count == 0)
+void count_leap_seconds(const zone_data &zone, zone_data &footer) {
+    if (zone.leap_count == 0)
         return;
     for (int i = 0; i < footer.transition_count; ++i)
-        footer.transition_times[i] += leap_correction(state, footer.transition_times[i]);
+        footer.transition_times[i] = add_saturated(
+            footer.transition_times[i], leap_correction(zone, footer.transition_times[i]));
 }
 
 } // namespace
 
-void extend_zone(zone_work_area &area, std::size_t start, std::size_t length, zone_state &state) {
+rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_t length,
+                             zone_data &zone) {
     constexpr int most_types = ZONE_MAX_TYPES - 2; // a rule string brings two
-    zone_state &footer = area.footer;
-    if (state.type_count > most_types || !parse_footer(area, start, length) ||
-        !merge_abbreviations(footer, state))
-        return;
-    drop_repeats_at_end(state);
-    if (footer.index.rules_from == 0)
-        state.index.rules_from = state.transition_count;
-    count_leap_seconds(state, footer);
-    append_transitions(footer, state);
+    zone_data &footer = area.footer;
+    rule_transitions rules{};
+    if (zone.type_count > most_types || !parse_footer(area, start, length, rules) ||
+        !merge_abbreviations(footer, zone))
+        return {};
+    drop_repeats_at_end(zone);
+    count_leap_seconds(zone, footer);
+    const int from = zone.transition_count;
+    append_transitions(footer, find_later(footer, rules.per_cycle > 0, zone), zone);
     for (int i = 0; i < footer.type_count; ++i)
-        state.types[state.type_count++] = footer.types[i];
+        zone.types[zone.type_count++] = footer.types[i];
+    if (zone.transition_count == from)
+        return {};
+    return {.from = from, .per_cycle = rules.per_cycle};
 }

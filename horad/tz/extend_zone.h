@@ -10,4 +10,7 @@
 /// Extends a record by the footer at area.file[start], `length` bytes long.  A
 /// footer that is missing, malformed or does not fit changes nothing.  The area
 /// is scratch afterwards.
-void extend_zone(zone_work_area &area, std::size_t start, std::size_t length, zone_state &state);
+///
+/// Returns where in the record the transitions of the footer's own rules are.
+rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_t length,
+                             zone_data &zone);

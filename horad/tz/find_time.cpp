@@ -100,18 +100,18 @@ std::optional<instant> only_instant(const zone_state &zone, std::int64_t local) 
     std::int64_t latest = local - index.lowest_offset;
     std::int64_t folded = 0;
     if (index_position(zone, earliest) >= index.span) [[unlikely]] {
-        if (zone.leap_count > 0 || !index.ordered ||
+        if (zone.leap_count > 0 || !index.regular ||
             (zone.go_back && earliest <= zone.transition_times[0]))
             return std::nullopt;
-        if (latest >= index.repeated_from) {
+        if (const std::int64_t after = index.repeats_after; latest > after) {
             // Into the cycle before, clear of both its ends.
-            folded = ((earliest - index.repeated_from) / seconds_per_400_years + 1) *
-                     seconds_per_400_years;
+            if (earliest <= after)
+                return std::nullopt;
+            folded = cycles_between(earliest, after) * seconds_per_400_years;
             local -= folded;
             earliest -= folded;
             latest -= folded;
-            if (latest >= index.repeated_from ||
-                earliest <= index.repeated_from - seconds_per_400_years)
+            if (latest > after || earliest <= after - seconds_per_400_years + 1)
                 return std::nullopt;
         }
     }
@@ -216,7 +216,7 @@ bool find_wanted_kind(const zone_state &zone, const std::tm &wanted, std::int64_
 }
 
 /// The time that reads like normalised fields, of the wanted kind if any.
-bool find_reading(const zone_state &zone, bool utc, const std::tm &wanted, std::int64_t &time) {
+bool find_reading(const zone_state &zone, const std::tm &wanted, std::int64_t &time) {
     if (const auto only = only_instant(zone, local_seconds(wanted))) {
         // Nothing else reads alike: neither another offset nor another kind.
         time = only->time;
@@ -228,18 +228,16 @@ bool find_reading(const zone_state &zone, bool utc, const std::tm &wanted, std::
     prefer_hinted_offset(zone, wanted, found, time);
     if (wanted.tm_isdst < 0 || found.tm_isdst == wanted.tm_isdst)
         return true;
-    return !utc && can_be_of_wanted_kind(zone, wanted, found, time) &&
-           find_wanted_kind(zone, wanted, time);
+    return can_be_of_wanted_kind(zone, wanted, found, time) && find_wanted_kind(zone, wanted, time);
 }
 
 /// One attempt with the fields as they are.
-bool attempt(const zone_state &zone, bool utc, bool carry_seconds, std::tm &tm,
-             std::int64_t &time) {
+bool attempt(const zone_state &zone, bool carry_seconds, std::tm &tm, std::int64_t &time) {
     std::tm wanted = tm;
     int aside = 0;
     std::int64_t found = 0;
     if (!normalise(wanted, carry_seconds) || !set_seconds_aside(wanted, aside) ||
-        !find_reading(zone, utc, wanted, found) || __builtin_add_overflow(found, aside, &found))
+        !find_reading(zone, wanted, found) || __builtin_add_overflow(found, aside, &found))
         return false;
     std::tm result{};
     if (to_local(zone, found, result) == nullptr)
@@ -249,11 +247,11 @@ bool attempt(const zone_state &zone, bool utc, bool carry_seconds, std::tm &tm,
     return true;
 }
 
-bool attempt_both(const zone_state &zone, bool utc, std::tm &tm, std::int64_t &time) {
-    if (attempt(zone, utc, false, tm, time))
+bool attempt_both(const zone_state &zone, std::tm &tm, std::int64_t &time) {
+    if (attempt(zone, false, tm, time))
         return true;
     // Seconds in range carry nothing: the second attempt would be the first.
-    return (tm.tm_sec < 0 || tm.tm_sec >= 60) && attempt(zone, utc, true, tm, time);
+    return (tm.tm_sec < 0 || tm.tm_sec >= 60) && attempt(zone, true, tm, time);
 }
 
 /// The types that a zone's transitions use, the latest first.
@@ -288,7 +286,7 @@ bool attempt_other_kind(const zone_state &zone, std::tm &tm, std::int64_t &time)
                 __builtin_add_overflow(seconds, other.utc_offset - same.utc_offset, &tm.tm_sec))
                 continue;
             tm.tm_isdst = !kind;
-            if (attempt_both(zone, false, tm, time))
+            if (attempt_both(zone, tm, time))
                 return true;
         }
     }
@@ -328,12 +326,12 @@ bool find_common_time(const zone_state &zone, std::tm &tm, std::int64_t &time) {
 
 } // namespace
 
-bool find_time(const zone_state &zone, bool utc, std::tm &tm, std::int64_t &time) {
+bool find_time(const zone_state &zone, std::tm &tm, std::int64_t &time) {
     if (find_common_time(zone, tm, time))
         return true;
     if (tm.tm_isdst > 1)
         tm.tm_isdst = 1;
-    if (attempt_both(zone, utc, tm, time))
+    if (attempt_both(zone, tm, time))
         return true;
-    return tm.tm_isdst >= 0 && !utc && attempt_other_kind(zone, tm, time);
+    return tm.tm_isdst >= 0 && attempt_other_kind(zone, tm, time);
 }

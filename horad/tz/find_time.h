@@ -10,10 +10,7 @@
 
 /// Finds the time that reads like `tm` in a zone, and normalises `tm`.
 ///
-/// utc  the zone is UTC for a caller without a zone: there is no other kind of
-///      local time to look for when tm_isdst asks for one
-///
 /// tm_isdst decides between two times that read alike, and moves a time that
 /// does not exist; tm_gmtoff is a hint.  Returns false, with `tm` as it was
 /// but for a tm_isdst above 1, when there is none.
-bool find_time(const zone_state &zone, bool utc, std::tm &tm, std::int64_t &time);
+bool find_time(const zone_state &zone, std::tm &tm, std::int64_t &time);

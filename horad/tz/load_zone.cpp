@@ -32,7 +32,7 @@ int open_zone_file(const char *path, int &fd) {
 
 /// Joins a name to the zone folder.  The path lies where the file's bytes will.
 const char *join_to_folder(const char *name, zone_work_area &area) {
-    static_assert(sizeof area >= sizeof zone_folder + longest_zone_name);
+    static_assert(sizeof area == sizeof zone_folder + longest_zone_name);
     auto *path = reinterpret_cast<char *>(&area);
     std::memcpy(path, zone_folder, sizeof zone_folder - 1);
     std::memcpy(path + sizeof zone_folder - 1, name, std::strlen(name) + 1); // checked
@@ -81,14 +81,14 @@ int read_zone_file(const char *name, zone_work_area &area, std::size_t &length) 
     std::size_t length = 0;
     if (const int error = read_zone_file(name, area, length); error != 0)
         return error;
-    return decode_zone(area, length, *state, extend);
+    return decode_zone(area, length, *state, state->rules, extend);
 }
 
 int load_zone_bytes(std::span<const unsigned char> file, zone_state *state, bool extend) {
     zone_work_area area;
     const std::size_t length = std::min(file.size(), sizeof area.file);
     std::copy_n(file.begin(), length, area.file);
-    return decode_zone(area, length, *state, extend);
+    return decode_zone(area, length, *state, state->rules, extend);
 }
 
 void scrub_abbreviations(zone_state *state) {
@@ -119,7 +119,7 @@ int init_zone(zone_state *state, const char *name) {
         state->types[0] = {};
         std::memcpy(state->abbreviations, "GMT", sizeof "GMT");
         state->default_type = 0;
-        state->index.rules_from = 0;
+        state->rules = {};
         build_index(*state);
         return 0;
     }

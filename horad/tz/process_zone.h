@@ -1,27 +1,33 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // The process's own zone, as TZ and /etc/localtime have it, and UTC.
+//
+// A zone is loaded aside and then published by one pointer, so that a reader sees
+// all of one zone or all of another.  Each thread holds the record that it read
+// last: neither that one nor the record before the current one is filled anew.
+// Records are never given back, so that a tm_zone always points at memory.
 #pragma once
 
 #include <ctime>
 
 #include "tz/zone_state.h"
 
-/// The local zone as it was loaded last.
+/// The local zone as it was loaded last; loaded now if it never was, or if its TZ
+/// is too long to be remembered.  Safe on any thread at any time.
+///
+/// Stays as it is until this thread asks for the zone again.
 const zone_state &local_zone();
 
-/// Loads the local zone anew if TZ has changed, and sets tzname, timezone and
-/// daylight when it did.  Not to be called on several threads at once.
-void refresh_local_zone();
+/// The same, but loads the zone anew if TZ has changed, and sets tzname, timezone
+/// and daylight when it did.  Safe beside local_zone(); the three variables and TZ
+/// itself are for one thread at a time.
+const zone_state &refresh_local_zone();
 
-/// The same, but for a zone that was loaded already.
-void require_local_zone();
+/// The same, but an unset TZ is taken for a changed one: the file behind it was
+/// replaced.
+const zone_state &reload_default_zone();
 
-/// Makes the next refresh load the zone again although TZ is still unset: the
-/// file behind it was replaced.
-void forget_default_zone();
-
-/// UTC.  Loaded on first use.
+/// UTC.  Loaded on first use, by one thread while others wait.
 const zone_state &utc_zone();
 
 /// UTC, loaded or not: before its first use it has no name.

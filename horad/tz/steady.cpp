@@ -39,24 +39,21 @@ std::int64_t steady_in_table(const zone_state &zone, std::int64_t time) {
 
 /// The same for a time that is converted as one some cycles later or earlier.
 std::int64_t steady_when_moved(const zone_state &zone, std::int64_t time, std::int64_t cycles) {
-    const std::int64_t distance = cycles * seconds_per_400_years;
-    return steady_in_table(zone, time + distance) - distance;
+    return move_by_cycles(steady_in_table(zone, move_by_cycles(time, cycles)), -cycles);
 }
 
 /// Where years fit.
 std::int64_t steady_within_years(const zone_state &zone, std::int64_t time) {
-    const std::int64_t repeated_from = zone.index.repeated_from;
-    if (time >= repeated_from) {
-        const std::int64_t cycles = (time - repeated_from) / seconds_per_400_years + 1;
-        const std::int64_t moved_end = repeated_from + cycles * seconds_per_400_years;
-        return std::min(steady_when_moved(zone, time, -cycles), moved_end - 1);
+    const std::int64_t after = zone.index.repeats_after;
+    if (time > after) {
+        const std::int64_t cycles = cycles_between(time, after);
+        return std::min(steady_when_moved(zone, time, -cycles), move_by_cycles(after, cycles));
     }
     if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0]) {
         const std::int64_t first = zone.transition_times[0];
-        const std::int64_t cycles = (first - 1 - time) / seconds_per_400_years + 1;
-        return std::min(steady_when_moved(zone, time, cycles), first - 1);
+        return std::min(steady_when_moved(zone, time, cycles_between(first, time)), first - 1);
     }
-    return std::min(steady_in_table(zone, time), repeated_from - 1);
+    return std::min(steady_in_table(zone, time), after);
 }
 
 } // namespace
@@ -68,7 +65,7 @@ std::int64_t steady_until(const zone_state &zone, std::int64_t time) {
         return first_time - largest_shift;
     if (time > end_of_times + largest_shift)
         return limits::max();
-    if (time < surely_in || time >= surely_still_in || !zone.index.ordered)
+    if (time < surely_in || time >= surely_still_in || !zone.index.regular)
         return time;
     return std::min(steady_within_years(zone, time), surely_still_in);
 }

@@ -62,21 +62,18 @@ time_t mktime_z(const_timezone_t zone, std::tm *tm) noexcept {
         return -1;
     }
     std::int64_t time = -1;
-    const bool utc = zone == nullptr;
-    return find_time(utc ? utc_zone() : *zone, utc, *tm, time) ? time : -1;
+    return find_time(zone == nullptr ? utc_zone() : *zone, *tm, time) ? time : -1;
 }
 
 std::tm *localtime(const time_t *time) noexcept {
-    refresh_local_zone();
-    std::tm *local = to_local(local_zone(), *time, shared_result);
+    std::tm *local = to_local(refresh_local_zone(), *time, shared_result);
     if (local != nullptr)
         publish_kind(*local);
     return local;
 }
 
 std::tm *localtime_r(const time_t *time, std::tm *result) noexcept {
-    require_local_zone();
-    return localtime_rz(&local_zone(), time, result);
+    return to_local(local_zone(), *time, *result);
 }
 
 std::tm *gmtime_r(const time_t *time, std::tm *result) noexcept {
@@ -98,12 +95,13 @@ char *ctime_r(const time_t *time, char *buffer) noexcept {
 }
 
 time_t mktime(std::tm *tm) noexcept {
-    refresh_local_zone();
-    if (tm == nullptr)
-        return mktime_z(&local_zone(), tm);
-    const zone_state &zone = local_zone();
+    const zone_state &zone = refresh_local_zone();
+    if (tm == nullptr) {
+        errno = EINVAL;
+        return -1;
+    }
     std::int64_t time = -1;
-    if (!find_time(zone, false, *tm, time))
+    if (!find_time(zone, *tm, time))
         return -1;
     // The names follow the time that was found, not those probed on the way.
     publish_kind(*tm);

@@ -5,8 +5,11 @@
 
 namespace {
 
-/// Written out, since it must also end for unordered transitions.
+/// Written out, since it must also end for unordered transitions, of which the
+/// first one alone decides what lies before the table.
 int search_all(const zone_state &zone, std::int64_t time) {
+    if (zone.transition_count == 0 || time < zone.transition_times[0])
+        return 0;
     int low = 0;
     int high = zone.transition_count;
     while (low < high) {
@@ -24,7 +27,7 @@ int search_all(const zone_state &zone, std::int64_t time) {
 int transitions_passed(const zone_state &zone, std::int64_t time) {
     const std::uint64_t position = index_position(zone, time);
     if (position >= zone.index.span)
-        return zone.index.ordered && time >= zone.index.last ? zone.transition_count
+        return zone.index.regular && time >= zone.index.last ? zone.transition_count
                                                              : search_all(zone, time);
     const std::uint16_t *slot = index_slot(zone, position);
     if (!is_crowded(slot))

@@ -77,7 +77,7 @@ year_changes find_changes(const tz_description &description, const zone_rule &st
 
 /// Adds the changes of 400 years.  Types 0 and 1 are standard and daylight time.
 void add_one_cycle(const tz_description &description, const zone_rule &start_rule,
-                   const zone_rule &end_rule, zone_state &state) {
+                   const zone_rule &end_rule, zone_data &zone) {
     // Every year is of one of fourteen kinds.
     year_changes kinds[2][7];
     for (int leap = 0; leap < 2; ++leap)
@@ -92,69 +92,61 @@ void add_one_cycle(const tz_description &description, const zone_rule &start_rul
         const int leap = is_leap_year(year);
         const year_changes &changes = kinds[leap][weekday];
         if (changes.exist) {
-            state.transition_times[count] = year_days * seconds_per_day + changes.first;
-            state.transition_types[count] = changes.to_daylight;
+            zone.transition_times[count] = year_days * seconds_per_day + changes.first;
+            zone.transition_types[count] = changes.to_daylight;
             ++count;
-            state.transition_times[count] = year_days * seconds_per_day + changes.second;
-            state.transition_types[count] = !changes.to_daylight;
+            zone.transition_times[count] = year_days * seconds_per_day + changes.second;
+            zone.transition_types[count] = !changes.to_daylight;
             ++count;
         }
         year_days += 365 + leap;
         weekday += 1 + leap;
         weekday -= weekday >= 7 ? 7 : 0;
     }
-    state.transition_count = count;
+    zone.transition_count = count;
 }
 
 /// Fills the table with a pair of rules: what 400 years have brought, the next
-/// ones bring again.
-void add_rule_transitions(const tz_description &description, const zone_rule &start_rule,
-                          const zone_rule &end_rule, zone_state &state) {
-    add_one_cycle(description, start_rule, end_rule, state);
-    const int cycle = state.transition_count;
+/// ones bring again.  Returns how many transitions 400 years have.
+int add_rule_transitions(const tz_description &description, const zone_rule &start_rule,
+                         const zone_rule &end_rule, zone_data &zone) {
+    add_one_cycle(description, start_rule, end_rule, zone);
+    const int cycle = zone.transition_count;
     if (cycle == 0) { // perpetual daylight-saving time
-        state.types[0] = state.types[1];
-        state.type_count = 1;
-        return;
+        zone.types[0] = zone.types[1];
+        zone.type_count = 1;
+        return 0;
     }
     for (int i = cycle; i < ZONE_MAX_TIMES; ++i)
-        state.transition_times[i] = state.transition_times[i - cycle] + seconds_per_400_years;
+        zone.transition_times[i] = zone.transition_times[i - cycle] + seconds_per_400_years;
     for (int i = cycle; i < ZONE_MAX_TIMES; ++i)
-        state.transition_types[i] = state.transition_types[i - cycle];
-    state.transition_count = ZONE_MAX_TIMES;
-    state.index.rules_from = 0;
-    state.go_back = state.go_ahead = true;
-}
-
-std::int64_t add_saturated(std::int64_t a, std::int64_t b) {
-    std::int64_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum))
-        return b < 0 ? std::numeric_limits<std::int64_t>::min()
-                     : std::numeric_limits<std::int64_t>::max();
-    return sum;
+        zone.transition_types[i] = zone.transition_types[i - cycle];
+    zone.transition_count = ZONE_MAX_TIMES;
+    zone.go_back = zone.go_ahead = true;
+    return cycle;
 }
 
 /// Moves the rules file's transitions to another standard time.  They are never
 /// moved by the daylight offset (deliberate): a change back to standard time is
 /// taken to be given in standard time.
-void rebase_rules_file(std::int64_t standard_offset, zone_state &state) {
+void rebase_rules_file(std::int64_t standard_offset, zone_data &zone) {
     const auto type_of = [&](int i) -> const zone_type & {
-        return state.types[state.transition_types[i]];
+        return zone.types[zone.transition_types[i]];
     };
     // Seconds west of UT, like ours.
     std::int64_t their_offset = 0;
-    for (int i = 0; i < state.transition_count; ++i) {
+    for (int i = 0; i < zone.transition_count; ++i) {
         if (!type_of(i).is_dst) {
             their_offset = -type_of(i).utc_offset;
             break;
         }
     }
-    for (int i = 0; i < state.transition_count; ++i) {
+    for (int i = 0; i < zone.transition_count; ++i) {
         const zone_type &type = type_of(i);
-        state.transition_types[i] = type.is_dst;
+        zone.transition_types[i] = type.is_dst;
         if (!type.is_ut)
-            state.transition_times[i] =
-                add_saturated(state.transition_times[i], standard_offset - their_offset);
+            zone.transition_times[i] =
+                add_saturated(zone.transition_times[i], standard_offset - their_offset);
         if (!type.is_dst)
             their_offset = -type.utc_offset;
     }
@@ -167,31 +159,31 @@ std::int64_t rule_to_seconds(int year, const zone_rule &rule, std::int64_t offse
                         offset);
 }
 
-void build_zone(const tz_description &description, bool rules_loaded, zone_state &state) {
+rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone) {
     if (needs_rules_file(description) && rules_loaded) {
-        rebase_rules_file(description.standard_offset, state);
+        rebase_rules_file(description.standard_offset, zone);
     } else {
-        state.transition_count = 0;
-        state.go_back = state.go_ahead = false;
+        zone.transition_count = 0;
+        zone.go_back = zone.go_ahead = false;
     }
 
-    state.index.rules_from = state.transition_count;
-
     const int daylight_name = description.standard_length + 1;
-    state.default_type = 0;
-    state.type_count = 1;
-    state.types[0] = make_type(description.standard_offset, false, 0);
-    std::memcpy(state.abbreviations, description.names, sizeof state.abbreviations);
-    state.char_count = daylight_name;
+    zone.default_type = 0;
+    zone.type_count = 1;
+    zone.types[0] = make_type(description.standard_offset, false, 0);
+    std::memcpy(zone.abbreviations, description.names, sizeof zone.abbreviations);
+    zone.char_count = daylight_name;
     if (description.daylight_length == 0)
-        return;
-    state.char_count += description.daylight_length + 1;
-    state.type_count = 2;
-    state.types[1] = make_type(description.daylight_offset, true, daylight_name);
+        return {};
+    zone.char_count += description.daylight_length + 1;
+    zone.type_count = 2;
+    zone.types[1] = make_type(description.daylight_offset, true, daylight_name);
+    int per_cycle = 0;
     if (description.has_rules)
-        add_rule_transitions(description, description.start, description.end, state);
+        per_cycle = add_rule_transitions(description, description.start, description.end, zone);
     else if (!rules_loaded)
-        add_rule_transitions(description, default_start, default_end, state);
+        per_cycle = add_rule_transitions(description, default_start, default_end, zone);
+    return {.from = 0, .per_cycle = per_cycle};
 }
 
 bool parse_tz_string(const char *text, zone_state *state, bool last_ditch) {
@@ -202,6 +194,6 @@ bool parse_tz_string(const char *text, zone_state *state, bool last_ditch) {
     const bool rules_loaded = load_zone(rules_file, state, false) == 0;
     if (!rules_loaded)
         state->leap_count = 0;
-    build_zone(description, rules_loaded, *state);
+    state->rules = build_zone(description, rules_loaded, *state);
     return true;
 }

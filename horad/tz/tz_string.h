@@ -51,8 +51,11 @@ inline bool needs_rules_file(const tz_description &description) {
 
 /// Makes a zone of a description.  Leap seconds stay as they are.
 ///
-/// rules_loaded  `state` holds the rules file
-void build_zone(const tz_description &description, bool rules_loaded, zone_state &state);
+/// rules_loaded  `zone` holds the rules file
+///
+/// Returns where the transitions of rules are: all of the table or none.  Those of
+/// the rules file are not made by rules.
+rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone);
 
 /// Fills `state` from a TZ string.  Its index is not built.
 ///

@@ -74,11 +74,10 @@ std::size_t block_size(const block_counts &counts, std::size_t width) {
            counts.chars + counts.leaps * (width + 4) + counts.std_indicators + counts.ut_indicators;
 }
 
-bool read_transitions(block_reader &reader, std::size_t count, std::size_t width,
-                      zone_state &state) {
+bool read_transitions(block_reader &reader, std::size_t count, std::size_t width, zone_data &zone) {
     const unsigned char *from = reader.take(count * width);
     const unsigned char *types = reader.take(count);
-    std::int64_t *const times = state.transition_times;
+    std::int64_t *const times = zone.transition_times;
     int kept = 0;
     for (std::size_t i = 0; i < count; ++i) {
         const std::int64_t time = read_number(from + i * width, width);
@@ -88,51 +87,51 @@ bool read_transitions(block_reader &reader, std::size_t count, std::size_t width
             --kept; // of two at the same time the later one counts
         }
         times[kept] = time;
-        state.transition_types[kept] = types[i];
+        zone.transition_types[kept] = types[i];
         ++kept;
     }
-    state.transition_count = kept;
-    return std::all_of(state.transition_types, state.transition_types + kept,
-                       [&](unsigned char type) { return type < state.type_count; });
+    zone.transition_count = kept;
+    return std::all_of(zone.transition_types, zone.transition_types + kept,
+                       [&](unsigned char type) { return type < zone.type_count; });
 }
 
-bool read_types(block_reader &reader, zone_state &state) {
-    for (int i = 0; i < state.type_count; ++i) {
+bool read_types(block_reader &reader, zone_data &zone) {
+    for (int i = 0; i < zone.type_count; ++i) {
         const unsigned char *bytes = reader.take(type_size);
-        if (bytes[4] > 1 || bytes[5] >= state.char_count)
+        if (bytes[4] > 1 || bytes[5] >= zone.char_count)
             return false;
-        state.types[i] = {read_number(bytes, 4), bytes[4] != 0, bytes[5], false, false};
+        zone.types[i] = {read_number(bytes, 4), bytes[4] != 0, bytes[5], false, false};
     }
     return true;
 }
 
-void read_abbreviations(block_reader &reader, zone_state &state) {
-    const auto count = static_cast<std::size_t>(state.char_count);
-    std::memcpy(state.abbreviations, reader.take(count), count);
-    state.abbreviations[count] = '\0';
+void read_abbreviations(block_reader &reader, zone_data &zone) {
+    const auto count = static_cast<std::size_t>(zone.char_count);
+    std::memcpy(zone.abbreviations, reader.take(count), count);
+    zone.abbreviations[count] = '\0';
 }
 
-bool read_leaps(block_reader &reader, std::size_t width, zone_state &state) {
+bool read_leaps(block_reader &reader, std::size_t width, zone_data &zone) {
     leap_record previous{0, 0};
-    for (int i = 0; i < state.leap_count; ++i) {
+    for (int i = 0; i < zone.leap_count; ++i) {
         const std::int64_t time = reader.take_number(width);
         const std::int64_t correction = reader.take_number(4);
         const std::int64_t change = correction - previous.correction;
         if (time < 0 || time - previous.transition < shortest_leap_interval ||
             (change != 1 && change != -1))
             return false;
-        previous = state.leaps[i] = {time, correction};
+        previous = zone.leaps[i] = {time, correction};
     }
     return true;
 }
 
 bool read_indicators(block_reader &reader, std::uint64_t count, bool zone_type::*indicator,
-                     zone_state &state) {
+                     zone_data &zone) {
     const unsigned char *bytes = reader.take(count);
     for (std::uint64_t i = 0; i < count; ++i) {
         if (bytes[i] > 1)
             return false;
-        state.types[i].*indicator = bytes[i] != 0;
+        zone.types[i].*indicator = bytes[i] != 0;
     }
     return true;
 }
@@ -140,103 +139,104 @@ bool read_indicators(block_reader &reader, std::uint64_t count, bool zone_type::
 /// Reads one data block with its header.  Returns its size; 0 when it is not
 /// acceptable.
 std::size_t read_block(const unsigned char *bytes, std::size_t length, std::size_t width,
-                       zone_state &state) {
+                       zone_data &zone) {
     if (length < header_size)
         return 0;
     const block_counts counts = read_counts(bytes);
     if (!are_acceptable(counts) || block_size(counts, width) > length)
         return 0;
-    state.leap_count = static_cast<int>(counts.leaps);
-    state.type_count = static_cast<int>(counts.types);
-    state.char_count = static_cast<int>(counts.chars);
+    zone.leap_count = static_cast<int>(counts.leaps);
+    zone.type_count = static_cast<int>(counts.types);
+    zone.char_count = static_cast<int>(counts.chars);
 
     block_reader reader(bytes + header_size);
-    if (!read_transitions(reader, counts.transitions, width, state) || !read_types(reader, state))
+    if (!read_transitions(reader, counts.transitions, width, zone) || !read_types(reader, zone))
         return 0;
-    read_abbreviations(reader, state);
-    if (!read_leaps(reader, width, state) ||
-        !read_indicators(reader, counts.std_indicators, &zone_type::is_std, state) ||
-        !read_indicators(reader, counts.ut_indicators, &zone_type::is_ut, state))
+    read_abbreviations(reader, zone);
+    if (!read_leaps(reader, width, zone) ||
+        !read_indicators(reader, counts.std_indicators, &zone_type::is_std, zone) ||
+        !read_indicators(reader, counts.ut_indicators, &zone_type::is_ut, zone))
         return 0;
     return block_size(counts, width);
 }
 
-bool are_equivalent(const zone_state &state, int a, int b) {
-    const zone_type &x = state.types[state.transition_types[a]];
-    const zone_type &y = state.types[state.transition_types[b]];
+bool are_equivalent(const zone_data &zone, int a, int b) {
+    const zone_type &x = zone.types[zone.transition_types[a]];
+    const zone_type &y = zone.types[zone.transition_types[b]];
     return x.utc_offset == y.utc_offset && x.is_dst == y.is_dst && x.is_std == y.is_std &&
            x.is_ut == y.is_ut &&
-           std::strcmp(type_abbreviation(state, x), type_abbreviation(state, y)) == 0;
+           std::strcmp(type_abbreviation(zone, x), type_abbreviation(zone, y)) == 0;
 }
 
-/// Finds the transition at a time; -1 when there is none.
-int find_transition(const zone_state &state, std::int64_t time) {
-    const std::int64_t *const times = state.transition_times;
-    const auto near =
-        static_cast<int>(std::lower_bound(times, times + state.transition_count, time) - times);
-    // Rule times of many days can put neighbours out of order.
-    constexpr int reach = 4;
-    for (int i = std::max(near - reach, 0); i < std::min(near + reach, state.transition_count); ++i)
-        if (times[i] == time)
-            return i;
-    return -1;
+/// Whether a transition at `time` is equivalent to that at `end`, one of the
+/// table's two.  Of several at that time any will do.
+bool recurs(const zone_data &zone, int end, std::int64_t time) {
+    const std::int64_t *const times = zone.transition_times;
+    const int count = zone.transition_count;
+    const auto matches = [&](int i) { return times[i] == time && are_equivalent(zone, i, end); };
+    const auto near = static_cast<int>(std::lower_bound(times, times + count, time) - times);
+    if (near < count && matches(near))
+        return true;
+    // Several at that time, or transitions out of order: one by one.
+    for (int i = 0; i < count; ++i)
+        if (matches(i))
+            return true;
+    return false;
 }
 
 /// Whether the table repeats: whether what its first (last) transition brings
 /// comes again (came before) exactly 400 years away.
-void find_repeats(zone_state &state) {
-    state.go_back = state.go_ahead = false;
-    if (state.transition_count < 2)
+void find_repeats(zone_data &zone) {
+    zone.go_back = zone.go_ahead = false;
+    if (zone.transition_count < 2)
         return;
-    const int last = state.transition_count - 1;
+    const int last = zone.transition_count - 1;
     std::int64_t time = 0;
-    if (!__builtin_add_overflow(state.transition_times[0], seconds_per_400_years, &time)) {
-        const int later = find_transition(state, time);
-        state.go_back = later > 0 && are_equivalent(state, 0, later);
-    }
-    if (!__builtin_sub_overflow(state.transition_times[last], seconds_per_400_years, &time)) {
-        const int earlier = find_transition(state, time);
-        state.go_ahead = earlier >= 0 && are_equivalent(state, earlier, last);
-    }
+    zone.go_back =
+        !__builtin_add_overflow(zone.transition_times[0], seconds_per_400_years, &time) &&
+        recurs(zone, 0, time);
+    zone.go_ahead =
+        !__builtin_sub_overflow(zone.transition_times[last], seconds_per_400_years, &time) &&
+        recurs(zone, last, time);
 }
 
 /// The type before the first transition: what the file means by its order of
 /// types, and failing that any standard time.
-int find_default_type(const zone_state &state) {
-    const int count = state.transition_count;
-    if (std::memchr(state.transition_types, 0, static_cast<std::size_t>(count)) == nullptr)
+int find_default_type(const zone_data &zone) {
+    const int count = zone.transition_count;
+    if (std::memchr(zone.transition_types, 0, static_cast<std::size_t>(count)) == nullptr)
         return 0;
-    if (state.types[state.transition_types[0]].is_dst)
-        for (int i = state.transition_types[0] - 1; i >= 0; --i)
-            if (!state.types[i].is_dst)
+    if (zone.types[zone.transition_types[0]].is_dst)
+        for (int i = zone.transition_types[0] - 1; i >= 0; --i)
+            if (!zone.types[i].is_dst)
                 return i;
-    for (int i = 0; i < state.type_count; ++i)
-        if (!state.types[i].is_dst)
+    for (int i = 0; i < zone.type_count; ++i)
+        if (!zone.types[i].is_dst)
             return i;
     return 0;
 }
 
 } // namespace
 
-int decode_zone(zone_work_area &area, std::size_t length, zone_state &state, bool extend) {
+int decode_zone(zone_work_area &area, std::size_t length, zone_data &zone, rule_transitions &rules,
+                bool extend) {
+    rules = {};
     const unsigned char *const bytes = area.file;
-    std::size_t used = read_block(bytes, length, 4, state);
+    std::size_t used = read_block(bytes, length, 4, zone);
     if (used == 0)
         return EINVAL;
-    state.index.rules_from = state.transition_count;
     const unsigned char version = bytes[4];
     if (version != 0) {
-        const std::size_t second = read_block(bytes + used, length - used, 8, state);
+        const std::size_t second = read_block(bytes + used, length - used, 8, zone);
         if (second == 0)
             return EINVAL;
         used += second;
-        state.index.rules_from = state.transition_count;
         if (extend)
-            extend_zone(area, used, length - used, state);
+            rules = extend_zone(area, used, length - used, zone);
     }
-    if (state.type_count == 0)
+    if (zone.type_count == 0)
         return EINVAL;
-    find_repeats(state);
-    state.default_type = find_default_type(state);
+    find_repeats(zone);
+    zone.default_type = find_default_type(zone);
     return 0;
 }

@@ -10,11 +10,11 @@
 /// Most of a zone file that is read, bytes.
 inline constexpr std::size_t zone_file_limit = 59064;
 
-/// What loading a zone needs besides the record itself.  It lies on the stack:
-/// loading takes nothing from the heap.
+/// What loading a zone needs besides the record itself, about 83 kB.  It lies on
+/// the stack: loading takes nothing from the heap.
 struct zone_work_area {
     unsigned char file[zone_file_limit];
-    zone_state footer; ///< the zone of the rule string behind the table
+    zone_data footer; ///< the zone of the rule string behind the table
 };
 
 /// Reads a zone file's first bytes into area.file, and their number into length.
@@ -23,8 +23,10 @@ int read_zone_file(const char *name, zone_work_area &area, std::size_t &length);
 
 /// Fills a record from the first `length` bytes of area.file.
 ///
+/// rules   set to where in the table the transitions of the footer's rules are
 /// extend  use the footer's rule string to go on after the table
 ///
 /// Returns 0, or EINVAL with the record partly written.  The area is scratch
 /// afterwards.
-int decode_zone(zone_work_area &area, std::size_t length, zone_state &state, bool extend);
+int decode_zone(zone_work_area &area, std::size_t length, zone_data &zone, rule_transitions &rules,
+                bool extend);

@@ -14,8 +14,7 @@ namespace {
 /// at the beginning of time, which would make every slot centuries long.
 constexpr std::int64_t earliest_slot = -(std::int64_t{1} << 32);
 
-/// The end of time.
-constexpr std::int64_t never = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t end_of_time = std::numeric_limits<std::int64_t>::max();
 
 void find_offset_range(const zone_state &zone, zone_index &index) {
     index.lowest_offset = index.highest_offset = zone.types[0].utc_offset;
@@ -25,8 +24,9 @@ void find_offset_range(const zone_state &zone, zone_index &index) {
     }
 }
 
-/// Whether the transitions from `first` to `last` increase.  Those of files do;
-/// rule times of many days in a TZ string can make others.
+/// Whether the transitions from `first` to `last` increase.  Those of a file's
+/// table do.  Rules with times of many days can make others, and so can the
+/// rules file when its transitions are moved.
 bool increase(const std::int64_t *times, int first, int last) {
     for (int i = first + 1; i <= last; ++i)
         if (times[i - 1] >= times[i])
@@ -39,6 +39,8 @@ bool increase(const std::int64_t *times, int first, int last) {
 /// Returns false when the transitions between them do not increase.
 bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) {
     const std::int64_t *const times = zone.transition_times;
+    if (times[last] <= times[first])
+        return false;
     const std::int64_t begin = times[first];
     const std::uint64_t span =
         static_cast<std::uint64_t>(times[last]) - static_cast<std::uint64_t>(begin);
@@ -75,28 +77,50 @@ bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) 
     return true;
 }
 
-/// Behind the table, for one that repeats what is in it.
+/// The end of the table, for one that repeats what is in it.
 std::int64_t end_of_table(const zone_state &zone) {
-    const std::int64_t last = zone.index.last;
-    return zone.go_ahead && last < never ? last + 1 : never;
+    return zone.go_ahead ? zone.index.last : end_of_time;
 }
 
-/// Where a zone begins to repeat: a cycle after its rules, or behind the table.
+/// After what a zone repeats: a cycle of its rules, or the table.
 std::int64_t find_repetition(const zone_state &zone) {
-    const int rules_from = zone.index.rules_from;
-    std::int64_t from = never;
-    if (!zone.go_ahead || zone.leap_count > 0 || rules_from >= zone.transition_count ||
-        __builtin_add_overflow(zone.transition_times[rules_from], seconds_per_400_years, &from))
-        return end_of_table(zone);
-    return std::min(from, end_of_table(zone));
+    const std::int64_t end = end_of_table(zone);
+    if (!zone.go_ahead || zone.leap_count > 0 || zone.rules.per_cycle == 0)
+        return end;
+    const std::int64_t first = zone.transition_times[zone.rules.from];
+    return std::min(add_saturated(first, seconds_per_400_years - 1), end);
 }
 
 /// The last transition to have a slot.
 int find_last_indexed(const zone_state &zone) {
     const std::int64_t *const end = zone.transition_times + zone.transition_count;
-    const std::int64_t latest = std::min(latest_indexed_time, zone.index.repeated_from);
-    const std::int64_t *const behind = std::lower_bound(zone.transition_times, end, latest);
-    return static_cast<int>(std::min(behind, end - 1) - zone.transition_times);
+    const std::int64_t latest = std::min(latest_indexed_time - 1, zone.index.repeats_after);
+    const std::int64_t *const later = std::upper_bound(zone.transition_times, end, latest);
+    return static_cast<int>(std::min(later, end - 1) - zone.transition_times);
+}
+
+/// The last transition whose place is not known from those before: what follows
+/// the first cycle of rules is in its order.
+int find_last_to_check(const zone_state &zone) {
+    const int last = zone.transition_count - 1;
+    if (zone.leap_count > 0 || zone.rules.per_cycle == 0)
+        return last;
+    return std::min(zone.rules.from + zone.rules.per_cycle, last);
+}
+
+/// Whether any time beyond the table can be moved into it and converted there.
+/// Moving the rules file's transitions can make a table that begins less than a
+/// cycle before its end, and files may repeat what is millions of years away.
+bool has_plain_repetitions(const zone_state &zone) {
+    if (!zone.go_back && !zone.go_ahead)
+        return true;
+    const std::int64_t first = zone.transition_times[0];
+    const std::int64_t last = zone.index.last;
+    constexpr std::int64_t limit = latest_indexed_time;
+    return (!zone.go_ahead || (last >= seconds_per_400_years - limit && last <= limit &&
+                               first <= last - seconds_per_400_years)) &&
+           (!zone.go_back || (first <= limit - seconds_per_400_years && first >= -limit &&
+                              first + seconds_per_400_years <= last));
 }
 
 } // namespace
@@ -111,18 +135,22 @@ void build_index(zone_state &zone) {
     index.span = 0;
     index.shift = 0;
     index.last = count > 0 ? times[count - 1] : 0;
-    index.repeated_from = find_repetition(zone);
+    index.repeats_after = find_repetition(zone);
 
     int first = 0;
     while (first < count - 1 && times[first] < earliest_slot)
         ++first;
     const int last = count > 0 ? find_last_indexed(zone) : 0;
-    if (zone.leap_count > 0 || first >= last || times[last] > latest_indexed_time)
-        index.ordered = increase(times, 0, count - 1);
-    else // what follows the slots is in the order of what they hold
-        index.ordered = increase(times, 0, first) && fill_slots(zone, first, last, index);
-    if (!index.ordered) {
+    const bool has_slots =
+        zone.leap_count == 0 && first < last && times[last] <= latest_indexed_time;
+    if (has_slots)
+        index.regular = increase(times, 0, first) && fill_slots(zone, first, last, index) &&
+                        increase(times, last, find_last_to_check(zone));
+    else
+        index.regular = increase(times, 0, count - 1);
+    if (!index.regular || !has_plain_repetitions(zone)) {
+        index.regular = false;
         index.span = 0;
-        index.repeated_from = end_of_table(zone);
+        index.repeats_after = end_of_table(zone);
     }
 }

@@ -20,22 +20,27 @@ inline constexpr int zone_index_slots = 4096;
 /// Slots end before this time, so that years within them fit any tm_year.
 inline constexpr std::int64_t latest_indexed_time = std::int64_t{1} << 46;
 
+/// Transitions that a pair of rules made: what one cycle of 400 years holds, the
+/// next ones hold again, up to the end of the table.
+struct rule_transitions {
+    int from;      ///< the first of them
+    int per_cycle; ///< their number in 400 years; 0: there are none in the table
+};
+
 struct zone_index {
     std::int64_t begin;          ///< start of the first slot
     std::uint64_t span;          ///< the slots serve times begin .. begin + span - 1;
                                  ///< 0 for a zone with leap seconds
     std::int64_t last;           ///< the last transition
-    std::int64_t repeated_from;  ///< what is from here on, was 400 years before; the
+    std::int64_t repeats_after;  ///< what is later than this, was 400 years before; the
                                  ///< end of time for a zone that does not repeat
     std::int64_t lowest_offset;  ///< of all types
     std::int64_t highest_offset; ///< of all types
-    int rules_from;              ///< the first of the transitions at the table's end that
-                                 ///< follow a pair of rules; their count when none do
     int shift;                   ///< a slot is 2^shift seconds long
-    bool ordered;                ///< the transitions increase, as those of files do
+    bool regular;                ///< the transitions increase, and every repetition is of
+                                 ///< times that the table has and whose years fit
     std::uint16_t passed[zone_index_slots + 4]; ///< transitions up to a slot's start
 };
 
-/// Builds the index of a record that is otherwise complete.  Of the index only
-/// rules_from is to be set before.
+/// Builds the index of a record that is otherwise complete.
 void build_index(zone_state &zone);

@@ -30,21 +30,26 @@ struct leap_record {
     std::int64_t correction; ///< total correction from then on, seconds
 };
 
-/// Times are seconds since 1970-01-01 00:00:00 UTC, leap seconds counted where
-/// the zone has leap records.
-struct zone_state {
+/// What a zone file or a TZ string says.  Times are seconds since 1970-01-01
+/// 00:00:00 UTC, leap seconds counted where the zone has leap records.
+struct zone_data {
     int leap_count;
     int transition_count;
     int type_count;
     int char_count;
     bool go_back;  ///< times before the first transition repeat those 400 years later
     bool go_ahead; ///< times after the last transition repeat those 400 years earlier
-    std::int64_t transition_times[ZONE_MAX_TIMES];  ///< strictly increasing
+    std::int64_t transition_times[ZONE_MAX_TIMES];  ///< nearly always increasing
     unsigned char transition_types[ZONE_MAX_TIMES]; ///< type in force from each on
     zone_type types[ZONE_MAX_TYPES];
     char abbreviations[ZONE_ABBREVIATIONS_SIZE]; ///< separated by NULs
     leap_record leaps[ZONE_MAX_LEAPS];
     int default_type; ///< before the first transition, or when there is none
+};
+
+/// A zone ready for use.
+struct zone_state : zone_data {
+    rule_transitions rules; ///< set by whoever fills the record
 
     /// Finds transitions quickly.  Derived from the above by build_index(),
     /// which whoever fills a record for use calls last.
@@ -52,10 +57,10 @@ struct zone_state {
 };
 
 /// The type in force after `passed` transitions (0: before the first).
-inline const zone_type &type_after(const zone_state &zone, int passed) {
+inline const zone_type &type_after(const zone_data &zone, int passed) {
     return zone.types[passed == 0 ? zone.default_type : zone.transition_types[passed - 1]];
 }
 
-inline const char *type_abbreviation(const zone_state &zone, const zone_type &type) {
+inline const char *type_abbreviation(const zone_data &zone, const zone_type &type) {
     return zone.abbreviations + type.abbr_index;
 }

@@ -3,10 +3,15 @@
  * The time-zone engine, for code that runs inside the daemon's process.
  *
  * Threads: zone objects need no lock as long as nobody frees them meanwhile.
- * tzset(), localtime(), gmtime(), ctime() and mktime() share the process's zone,
- * one result and tzname; call them on one thread at a time, and change TZ on
- * that thread only.  gmtime_r() is safe anywhere, and so is localtime_r() once
- * the zone was loaded.
+ * localtime_r(), ctime_r(), gmtime_r() and all functions of zone objects may be
+ * called on any thread at any time, also while another one changes the process's
+ * zone: a conversion is all in one zone, the one before the change or the one
+ * after.  A tm_zone of the process's zone can be read until the change after the
+ * next one at least; later it may be another zone's name.
+ *
+ * tzset(), localtime(), gmtime(), ctime() and mktime() write one result, tzname,
+ * timezone and daylight, which nothing protects: call them on one thread at a
+ * time, and change TZ on that thread only.
  */
 #ifndef HORAD_TZ_H
 #define HORAD_TZ_H

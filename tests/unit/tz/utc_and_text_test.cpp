@@ -3,6 +3,8 @@
 // gmtime and its kin, and the text forms ctime and ctime_r.
 #include <gtest/gtest.h>
 
+#include "tz/child_process.h"
+#include "tz/private_folder.h"
 #include "tz/zone_fixture.h"
 
 namespace {
@@ -40,6 +42,47 @@ TEST(Gmtime, NullBeyondTmYear) {
     }
     const time_t last = too_late - 1;
     EXPECT_NE(gmtime(&last), nullptr);
+}
+
+/// UTC's file with an offset, changes and a leap second, none of which but the
+/// last has anything to do with UTC.
+void install_strange_utc(const private_folder &zoneinfo) {
+    tzif_file file;
+    file.wide = two_type_block({{0, 1}, {1000, 0}, {cycle_seconds, 1}});
+    file.wide.leaps = {{78796800, 1}};
+    file.footer = "\nSTD-1DST,M3.5.0,M10.5.0/3\n";
+    zoneinfo.write("GMT", file.bytes());
+}
+
+TEST(Gmtime, OfItsFileOnlyTheNameAndTheLeapSecondsCount) {
+    CHECK_IN_FRESH_PROCESS({
+        const private_folder zoneinfo(zoneinfo_folder);
+        install_strange_utc(zoneinfo);
+        struct tm tm;
+        time_t when = 78796800;
+        EXPECT_EQ(to_text(gmtime_r(&when, &tm)), "1972-06-30 23:59:60 STD dst=0 0 Fri 181");
+        when = 1625416215;
+        EXPECT_EQ(to_text(gmtime_r(&when, &tm)), "2021-07-04 16:30:14 STD dst=0 0 Sun 184");
+    });
+}
+
+TEST(Gmtime, IsInvertedByMktimeZWithoutAZone) {
+    CHECK_IN_FRESH_PROCESS({
+        const private_folder zoneinfo(zoneinfo_folder);
+        install_strange_utc(zoneinfo);
+        for (const time_t when : {time_t{-cycle_seconds}, time_t{0}, time_t{500}, time_t{78796799},
+                                  time_t{78796801}, time_t{1625416215}, time_t{50000000000}})
+            for (const int flag : {-1, 0}) {
+                struct tm tm;
+                gmtime_r(&when, &tm);
+                const auto text = to_text(&tm);
+                tm.tm_isdst = flag;
+                EXPECT_EQ(mktime_z(nullptr, &tm), when);
+                EXPECT_EQ(to_text(&tm), text);
+            }
+        struct tm summer = civil(2021, 7, 1, 0, 0, 0, 1);
+        EXPECT_EQ(mktime_z(nullptr, &summer), -1) << "UTC has no daylight-saving time";
+    });
 }
 
 TEST(Localtime, NullBeyondTmYear) {
