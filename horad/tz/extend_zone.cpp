@@ -87,11 +87,8 @@ int find_later(const zone_data &footer, bool of_rules, const zone_data &zone) {
     const int count = footer.transition_count;
     int first = 0;
     if (of_rules) {
-        // A year's second change can come after the next year's first, but no
-        // rule reaches further: what lies before these few is earlier.
-        constexpr int reach = 4;
         first = static_cast<int>(std::upper_bound(times, times + count, last) - times);
-        first = std::max(first - reach, 0);
+        first = std::max(first - rule_disorder, 0);
     }
     while (first < count && times[first] <= last)
         ++first;
@@ -128,14 +125,12 @@ rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_
     rule_transitions rules{};
     if (zone.type_count > most_types || !parse_footer(area, start, length, rules) ||
         !merge_abbreviations(footer, zone))
-        return {};
+        return {.from = zone.transition_count, .per_cycle = 0};
     drop_repeats_at_end(zone);
     count_leap_seconds(zone, footer);
     const int from = zone.transition_count;
     append_transitions(footer, find_later(footer, rules.per_cycle > 0, zone), zone);
     for (int i = 0; i < footer.type_count; ++i)
         zone.types[zone.type_count++] = footer.types[i];
-    if (zone.transition_count == from)
-        return {};
     return {.from = from, .per_cycle = rules.per_cycle};
 }

@@ -11,6 +11,6 @@
 /// footer that is missing, malformed or does not fit changes nothing.  The area
 /// is scratch afterwards.
 ///
-/// Returns where in the record the transitions of the footer's own rules are.
+/// Returns which of the record's transitions the footer brought.
 rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_t length,
                              zone_data &zone);

@@ -136,6 +136,7 @@ void publish_kind(bool is_dst, const char *name, std::int64_t utc_offset) {
 
 char blank_name[] = "   ";
 
+/// Names of the kinds of time: the latest in use; failing that, the last there is.
 void publish_names(const zone_state &zone) {
     tzname[0] = tzname[1] = blank_name;
     timezone = 0;
@@ -145,12 +146,14 @@ void publish_names(const zone_state &zone) {
     };
     for (int i = 0; i < zone.type_count; ++i)
         publish_type(zone.types[i]);
-    for (int i = 0; i < zone.transition_count; ++i) {
+    bool found[2] = {};
+    for (int i = zone.transition_count - 1; i >= 0 && !(found[0] && found[1]); --i) {
         const zone_type &type = zone.types[zone.transition_types[i]];
-        publish_type(type);
-        if (type.is_dst)
-            daylight = 1;
+        if (!found[type.is_dst])
+            publish_type(type);
+        found[type.is_dst] = true;
     }
+    daylight = found[1];
 }
 
 /// Loads what TZ says aside, and makes it the current zone.

@@ -53,8 +53,7 @@ inline bool needs_rules_file(const tz_description &description) {
 ///
 /// rules_loaded  `zone` holds the rules file
 ///
-/// Returns where the transitions of rules are: all of the table or none.  Those of
-/// the rules file are not made by rules.
+/// Returns of which kind its transitions are.
 rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone);
 
 /// Fills `state` from a TZ string.  Its index is not built.

@@ -170,34 +170,36 @@ bool are_equivalent(const zone_data &zone, int a, int b) {
 
 /// Whether a transition at `time` is equivalent to that at `end`, one of the
 /// table's two.  Of several at that time any will do.
-bool recurs(const zone_data &zone, int end, std::int64_t time) {
+bool recurs(const zone_data &zone, bool any_order, int end, std::int64_t time) {
     const std::int64_t *const times = zone.transition_times;
-    const int count = zone.transition_count;
-    const auto matches = [&](int i) { return times[i] == time && are_equivalent(zone, i, end); };
-    const auto near = static_cast<int>(std::lower_bound(times, times + count, time) - times);
-    if (near < count && matches(near))
-        return true;
-    // Several at that time, or transitions out of order: one by one.
-    for (int i = 0; i < count; ++i)
-        if (matches(i))
+    int first = 0;
+    int behind = zone.transition_count;
+    if (!any_order) {
+        const auto near = static_cast<int>(std::lower_bound(times, times + behind, time) - times);
+        first = std::max(near - rule_disorder, 0);
+        behind = std::min(near + rule_disorder, behind);
+    }
+    for (int i = first; i < behind; ++i)
+        if (times[i] == time && are_equivalent(zone, i, end))
             return true;
     return false;
 }
 
 /// Whether the table repeats: whether what its first (last) transition brings
 /// comes again (came before) exactly 400 years away.
-void find_repeats(zone_data &zone) {
+void find_repeats(zone_data &zone, const rule_transitions &rules) {
     zone.go_back = zone.go_ahead = false;
     if (zone.transition_count < 2)
         return;
+    const bool any_order = rules.from < zone.transition_count && rules.per_cycle == 0;
     const int last = zone.transition_count - 1;
     std::int64_t time = 0;
     zone.go_back =
         !__builtin_add_overflow(zone.transition_times[0], seconds_per_400_years, &time) &&
-        recurs(zone, 0, time);
+        recurs(zone, any_order, 0, time);
     zone.go_ahead =
         !__builtin_sub_overflow(zone.transition_times[last], seconds_per_400_years, &time) &&
-        recurs(zone, last, time);
+        recurs(zone, any_order, last, time);
 }
 
 /// The type before the first transition: what the file means by its order of
@@ -220,7 +222,6 @@ int find_default_type(const zone_data &zone) {
 
 int decode_zone(zone_work_area &area, std::size_t length, zone_data &zone, rule_transitions &rules,
                 bool extend) {
-    rules = {};
     const unsigned char *const bytes = area.file;
     std::size_t used = read_block(bytes, length, 4, zone);
     if (used == 0)
@@ -231,12 +232,13 @@ int decode_zone(zone_work_area &area, std::size_t length, zone_data &zone, rule_
         if (second == 0)
             return EINVAL;
         used += second;
-        if (extend)
-            rules = extend_zone(area, used, length - used, zone);
     }
+    rules = {.from = zone.transition_count, .per_cycle = 0};
+    if (extend && version != 0)
+        rules = extend_zone(area, used, length - used, zone);
     if (zone.type_count == 0)
         return EINVAL;
-    find_repeats(zone);
+    find_repeats(zone, rules);
     zone.default_type = find_default_type(zone);
     return 0;
 }

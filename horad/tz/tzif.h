@@ -23,7 +23,7 @@ int read_zone_file(const char *name, zone_work_area &area, std::size_t &length);
 
 /// Fills a record from the first `length` bytes of area.file.
 ///
-/// rules   set to where in the table the transitions of the footer's rules are
+/// rules   set to which of the transitions the footer brought
 /// extend  use the footer's rule string to go on after the table
 ///
 /// Returns 0, or EINVAL with the record partly written.  The area is scratch

@@ -77,6 +77,10 @@ bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) 
     return true;
 }
 
+bool follows_rules(const zone_state &zone) {
+    return zone.rules.per_cycle > 0 && zone.rules.from < zone.transition_count;
+}
+
 /// The end of the table, for one that repeats what is in it.
 std::int64_t end_of_table(const zone_state &zone) {
     return zone.go_ahead ? zone.index.last : end_of_time;
@@ -85,7 +89,7 @@ std::int64_t end_of_table(const zone_state &zone) {
 /// After what a zone repeats: a cycle of its rules, or the table.
 std::int64_t find_repetition(const zone_state &zone) {
     const std::int64_t end = end_of_table(zone);
-    if (!zone.go_ahead || zone.leap_count > 0 || zone.rules.per_cycle == 0)
+    if (!zone.go_ahead || zone.leap_count > 0 || !follows_rules(zone))
         return end;
     const std::int64_t first = zone.transition_times[zone.rules.from];
     return std::min(add_saturated(first, seconds_per_400_years - 1), end);
@@ -103,7 +107,7 @@ int find_last_indexed(const zone_state &zone) {
 /// the first cycle of rules is in its order.
 int find_last_to_check(const zone_state &zone) {
     const int last = zone.transition_count - 1;
-    if (zone.leap_count > 0 || zone.rules.per_cycle == 0)
+    if (zone.leap_count > 0 || !follows_rules(zone))
         return last;
     return std::min(zone.rules.from + zone.rules.per_cycle, last);
 }

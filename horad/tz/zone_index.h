@@ -20,12 +20,16 @@ inline constexpr int zone_index_slots = 4096;
 /// Slots end before this time, so that years within them fit any tm_year.
 inline constexpr std::int64_t latest_indexed_time = std::int64_t{1} << 46;
 
-/// Transitions that a pair of rules made: what one cycle of 400 years holds, the
-/// next ones hold again, up to the end of the table.
+/// The transitions at the end of a table that a rule string brought.  Made by a
+/// pair of rules, what one cycle of 400 years holds, the next ones hold again.
 struct rule_transitions {
-    int from;      ///< the first of them
-    int per_cycle; ///< their number in 400 years; 0: there are none in the table
+    int from;      ///< the first of them, or the number of all when there are none
+    int per_cycle; ///< their number in 400 years; 0: they come from the rules file
 };
+
+/// A year's second change can come after the next year's first, but no rule reaches
+/// further: so many places about where order would have it, a transition is found.
+inline constexpr int rule_disorder = 4;
 
 struct zone_index {
     std::int64_t begin;          ///< start of the first slot
