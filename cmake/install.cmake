@@ -27,6 +27,7 @@ endif()
 # Samples: an installed configuration is the operator's, and is not overwritten.
 install(FILES packaging/horad.conf packaging/horad.default
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT daemon)
+install(PROGRAMS packaging/restore-configuration DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/horad COMPONENT daemon)
 install(FILES docs/horad.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
 # In folders as here, so that links from one to the other lead there.
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
@@ -38,6 +39,7 @@ install(CODE "
   get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
   file(READ \"${PROJECT_SOURCE_DIR}/packaging/horad.service\" unit)
   string(REPLACE /usr/sbin/horad \"\${prefix}/${CMAKE_INSTALL_SBINDIR}/horad\" unit \"\${unit}\")
+  string(REPLACE /usr/libexec/ \"\${prefix}/${CMAKE_INSTALL_LIBEXECDIR}/\" unit \"\${unit}\")
   set(file \"\${prefix}/lib/systemd/system/horad.service\")
   message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
   file(WRITE \"\$ENV{DESTDIR}\${file}\" \"\${unit}\")

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import hashlib
+import os
 import re
 import stat
 import subprocess
@@ -42,6 +43,7 @@ def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) 
     }
     for name in (
         "lib/systemd/system/horad.service",
+        "usr/libexec/horad/restore-configuration",
         "usr/include/horad/timezone.h",
         "usr/share/doc/horad/copyright.libfrr",
         "usr/share/doc/horad/docs/guide.md",
@@ -144,6 +146,9 @@ def test_installed_without_a_package(tmp_path: Path, prefix: str) -> None:
     assert {path.name for path in (folder / "include" / "horad").iterdir()} >= {"timezone.h", "tz.h"}
     unit = (folder / "lib" / "systemd" / "system" / "horad.service").read_text()
     assert f"ExecStart={folder}/sbin/horad " in unit
+    helper = folder / "libexec" / "horad" / "restore-configuration"
+    assert os.access(helper, os.X_OK)
+    assert f"ExecStartPre=-{helper} " in unit
 
 
 def links(page: Path) -> set[Path]:

@@ -136,7 +136,9 @@ def test_every_directive_is_decided(unit: Unit) -> None:
 
 
 def test_the_service_manager_understands_it(bench: Bench, unit: Unit, root: Path) -> None:
-    text = unit.path.read_text().replace("ExecStart=/", f"ExecStart={root}/")
+    text = unit.path.read_text()
+    for start in ("ExecStart=", "ExecStartPre=-"):
+        text = text.replace(f"{start}/", f"{start}{root}/")
     bench.world.path("/tmp/horad.service").write_text(text)
     verified = run(bench, ["systemd-analyze", "verify", "--man=no", "/tmp/horad.service"])
     assert (verified.returncode, verified.stdout, verified.stderr) == (0, b"", b"")
@@ -213,6 +215,20 @@ def test_it_sets_the_clock_and_comes_back(bench: Bench) -> None:
     assert again.shim is not None
     again.shim.requests(1)
     assert bench.vty(again).command("show ntp") == shown
+
+
+def test_an_empty_configuration_is_put_right_before_the_start(bench: Bench, unit: Unit) -> None:
+    folder, file = bench.world.path("/etc/frr"), bench.world.path(CONFIG)
+    file.write_text("")
+    saved = file.with_name("horad.conf.sav")
+    saved.write_text(BASE_CONFIG)
+    for path in (folder, file, saved):  # the routing package's, as below
+        os.chown(path, 123, 123)
+    program, *arguments = unit.command("ExecStartPre")
+    assert program.startswith("-"), "it may fail"
+    assert arguments == ["--journal", "-f", CONFIG, "-A", "127.0.0.1"]
+    assert run(bench, [*bench.build.command(), program[1:], *arguments]).stderr.startswith(b"<4>horad: ")
+    bench.vty(bench.daemon(config=None))
 
 
 def test_it_starts_without_a_complaint(bench: Bench) -> None:

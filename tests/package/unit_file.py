@@ -45,9 +45,9 @@ class Unit:
                         found[name] = "".join(shlex.split(value))
         return found
 
-    def command(self) -> list[str]:
+    def command(self, directive: str = "ExecStart") -> list[str]:
         """Only a word that is nothing but a variable becomes the words of its value."""
-        [line] = self.service["ExecStart"]
+        [line] = self.service[directive]
         variables = self.environment()
         words = []
         for word in shlex.split(line):

@@ -41,6 +41,7 @@ LEFT = {
     "Environment": "part of the command line",
     "EnvironmentFile": "part of the command line",
     "ExecStart": "part of the command line",
+    "ExecStartPre": "a command line of its own",
     "KeyringMode": "no call for keys gets through the filter",
     "KillSignal": "how it is ended: the tests do it themselves",
     "LogsDirectoryMode": "part of LogsDirectory",
