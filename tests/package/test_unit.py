@@ -13,6 +13,7 @@ import errno
 import json
 import os
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -271,6 +272,16 @@ def test_its_own_log_folder(bench: Bench) -> None:
     elsewhere = "/var/log/horad.log"
     assert b"can't open logfile" in session.command(f"log file {elsewhere}")
     assert not bench.world.path(elsewhere).exists()
+
+
+def test_log_stdout_goes_to_the_journal(bench: Bench) -> None:
+    """Also as the service manager starts it: with a variable that turns this off in the library."""
+    output = bench.world.path("/tmp/horad0.stdout")
+    output.touch()
+    stream = f"{output.stat().st_dev}:{output.stat().st_ino}"
+    daemon = bench.daemon(BASE_CONFIG + "log stdout\n", environment={"JOURNAL_STREAM": stream})
+    daemon.send_signal(signal.SIGHUP)
+    daemon.wait_stdout(b"SIGHUP received")
 
 
 def test_the_daemon_is_confined(bench: Bench, unit: Unit) -> None:

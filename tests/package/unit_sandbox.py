@@ -57,6 +57,7 @@ LEFT = {
     "TasksMax": "a limit of the control group",
     "TimeoutStopSec": "how it is ended: the tests do it themselves",
     "Type": "when it counts as started",
+    "UnsetEnvironment": "part of the command line",
 }
 
 _FOLDERS = {"RuntimeDirectory": "/run", "StateDirectory": "/var/lib", "LogsDirectory": "/var/log"}
@@ -467,6 +468,8 @@ def main() -> None:
     unit = Unit(given.root)
     command = given.command or unit.command()
     environment = {**os.environ, **unit.environment()}
+    for name in unit.words("Service", "UnsetEnvironment"):
+        environment.pop(name, None)
     if preload := environment.pop("SANDBOX_PRELOAD", None):
         environment["LD_PRELOAD"] = preload
     Sandbox(unit, given.keep).enter()
