@@ -29,6 +29,7 @@ sys.path[:0] = [str(PROJECT / path) for path in ("tools", "tests/system", "tests
 from lab import BASE_CONFIG, CONFIG, Build, Daemon, World, chrony, wait_for  # noqa: E402
 from support.bench import PRIMARY, SECONDARY, Bench  # noqa: E402
 from support.database import rows  # noqa: E402
+from support.journal import Journal, with_log  # noqa: E402
 from unit_file import Unit  # noqa: E402
 from unit_sandbox import LEFT, STEPS, capability_set  # noqa: E402
 
@@ -47,7 +48,7 @@ class Installed(Build):
 
     def command(self) -> list[str]:
         program = PROJECT / "tests" / "package" / "unit_sandbox.py"
-        return ["/usr/bin/python3", str(program), "--keep", KEPT, str(self.root)]
+        return with_log(["/usr/bin/python3", str(program), "--keep", KEPT, str(self.root)])
 
     def preload(self, library: Path) -> dict[str, str]:
         return {"SANDBOX_PRELOAD": f"{KEPT}/{library.name}"}
@@ -167,16 +168,18 @@ def test_it_promises_no_right_clock(unit: Unit) -> None:
 def test_command_line(unit: Unit) -> None:
     assert unit.command() == [
         "/usr/sbin/horad", "--vty_socket", "/run/horad", "-i", "/run/horad/horad.pid",
-        "-f", "/etc/frr/horad.conf", "-A", "127.0.0.1",
+        "--log", "syslog", "-f", "/etc/frr/horad.conf", "-A", "127.0.0.1",
     ]  # fmt: skip
 
 
 @pytest.mark.parametrize(
     ("options", "words"),
     [
-        (None, ["-A", "127.0.0.1"]),
-        ("HORAD_OPTIONS=\n", []),
-        ("# -P 1\nHORAD_OPTIONS='-P 0  --log \"file:/tmp/a b\"'\n", ["-P", "0", "--log", "file:/tmp/a b"]),
+        (None, ["--log", "syslog", "-A", "127.0.0.1"]),
+        ("HORAD_OPTIONS=\n", ["--log", "syslog"]),
+        ("# -P 1\nHORAD_OPTIONS='-P 0  --log \"file:/tmp/a b\"'\n",
+         ["--log", "syslog", "-P", "0", "--log", "file:/tmp/a b"]),
+        ("HORAD_LOG=\nHORAD_OPTIONS=\"-P 0\"\n", ["-P", "0"]),
     ],
 )  # fmt: skip
 def test_options_of_the_machine(unit: Unit, tmp_path: Path, options: str | None, words: list[str]) -> None:
@@ -282,6 +285,15 @@ def test_log_stdout_goes_to_the_journal(bench: Bench) -> None:
     daemon = bench.daemon(BASE_CONFIG + "log stdout\n", environment={"JOURNAL_STREAM": stream})
     daemon.send_signal(signal.SIGHUP)
     daemon.wait_stdout(b"SIGHUP received")
+
+
+def test_the_library_logs_to_the_journal(bench: Bench) -> None:
+    with Journal(bench.world) as journal:
+        daemon = bench.daemon(BASE_CONFIG + "no such line\n")
+        error, information = 3, 6
+        journal.wait(error, "No such command on config line 2: no such line")
+        daemon.send_signal(signal.SIGHUP)
+        journal.wait(information, "SIGHUP received")
 
 
 def test_the_daemon_is_confined(bench: Bench, unit: Unit) -> None:
