@@ -5,9 +5,6 @@
 
 #include "models/plain_convert.h"
 
-#ifndef NARROW_STRICT
-#define NARROW_STRICT 0
-#endif
 namespace plain {
 namespace {
 
@@ -82,34 +79,27 @@ std::optional<std::int64_t> search(const zone &zone, const std::tm &wanted, std:
     std::int64_t low = earliest;
     std::int64_t high = latest;
     for (;;) {
-        const std::int64_t time = std::clamp(low / 2 + high / 2, low, high);
-        int direction = 0;
+        std::int64_t time = std::clamp(low / 2 + high / 2, low, high);
+        int direction = time > 0 ? 1 : -1;
         if (to_local(zone, time, reading) == answer::converted)
             direction = compare(reading, wanted);
-        else
-            direction = time > 0 ? 1 : -1;
         if (direction == 0)
             return time;
-        if (NARROW_STRICT) {
-        if (direction > 0) {
-            if (time == low) return std::nullopt;
-            high = time - 1;
-        } else {
-            if (time == high) return std::nullopt;
-            low = time + 1;
+        if (time == low) {
+            if (time == latest)
+                return std::nullopt;
+            low = ++time;
+        } else if (time == high) {
+            if (time == earliest)
+                return std::nullopt;
+            high = --time;
         }
-        } else {
-            std::int64_t t = time;
-            if (t == low) {
-                if (t == latest) return std::nullopt;
-                ++t; ++low;
-            } else if (t == high) {
-                if (t == earliest) return std::nullopt;
-                --t; --high;
-            }
-            if (low > high) return std::nullopt;
-            if (direction > 0) high = t; else low = t;
-        }
+        if (low > high)
+            return std::nullopt;
+        if (direction > 0)
+            high = time;
+        else
+            low = time;
     }
 }
 
@@ -153,10 +143,11 @@ std::optional<std::int64_t> pass(const zone &zone, std::tm &tm, bool normalise_s
     std::tm wanted = tm;
     if (!normalise(wanted, normalise_seconds))
         return std::nullopt;
-    std::int64_t aside = 0;
+    int aside = 0;
     if (wanted.tm_sec < 0 || wanted.tm_sec > 59) {
         const bool early = std::int64_t{wanted.tm_year} + 1900 < 1970;
-        aside = early ? std::int64_t{wanted.tm_sec} - 59 : wanted.tm_sec;
+        if (__builtin_sub_overflow(wanted.tm_sec, early ? 59 : 0, &aside))
+            return std::nullopt;
         wanted.tm_sec = early ? 59 : 0;
     }
     std::tm reading{};

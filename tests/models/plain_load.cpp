@@ -114,14 +114,11 @@ void use_footer(const std::string &text, const std::optional<bytes> &rules_file,
     bool found = file.transitions.empty();
     const std::int64_t last = found ? 0 : file.transitions.back().time;
     for (const auto &change : footer.transitions) {
-        const wide time = wide{change.time} + correction_at(file, change.time);
-        if (!fits(time))
-            continue;
+        const std::int64_t time = add(change.time, correction_at(file, change.time));
         if (!found && time > last)
             found = true;
         if (found && file.transitions.size() < most_transitions)
-            file.transitions.push_back(
-                {static_cast<std::int64_t>(time), change.type + file.types.size()});
+            file.transitions.push_back({time, change.type + file.types.size()});
     }
     file.types.insert(file.types.end(), types.begin(), types.end());
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "models/plain_rules.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "models/plain_load.h"
 #include "models/plain_scan.h"
@@ -102,10 +102,8 @@ void rebase(const tz_text &said, zone &zone) {
     }
     for (auto &change : zone.transitions) {
         const local_type &theirs = zone.types[change.type];
-        if (!theirs.ut_indicator) {
-            const wide time = wide{change.time} + (said.standard_offset - their_offset);
-            change.time = static_cast<std::int64_t>(std::clamp<wide>(time, earliest, latest));
-        }
+        if (!theirs.ut_indicator)
+            change.time = add(change.time, said.standard_offset - their_offset);
         if (!theirs.dst)
             their_offset = -theirs.offset;
         change.type = theirs.dst ? 1 : 0;

@@ -22,14 +22,17 @@
 // - Table look-up on a table that is not in order: the first transition is
 //   looked at on its own, then the middle of what is left, (low + high) / 2,
 //   with low = 1 and high = the number of transitions in the beginning.
+// - The inverse search goes on from the time that it probed, not from the one
+//   behind it, as long as there are others: where several times read alike, it
+//   depends on this which of them is met first.
 // - A time folded by whole cycles that does not lie within the table has no
 //   local time; errno stays as it is.
-// - A sum beyond 64 bits is never wrapped: a footer's change that leap seconds
-//   would move there is left out, a change of the rules file stays at the end of
-//   time, and a try of the inverse search is not made.
+// - What would be moved beyond the ends of time, by a footer's leap seconds or to
+//   a TZ string's own offset, stays at the end; a try of the inverse search
+//   beyond them is not made.
 // - The year is counted beyond an int while a broken-down time is normalised;
 //   all other fields are not.
-// - Seconds kept aside are counted beyond an int.
+// - Seconds kept aside are an int as the field is: a pass fails where they are not.
 // - A footer ends at a NUL, as any text does; version 0 has no footer.
 #pragma once
 
@@ -57,6 +60,9 @@ inline constexpr std::size_t most_name_characters = 512;
 __extension__ typedef __int128 wide;
 
 inline bool fits(wide value) { return earliest <= value && value <= latest; }
+
+/// A sum that stays at the ends of time.
+std::int64_t add(std::int64_t time, std::int64_t seconds);
 
 struct local_type {
     std::int64_t offset = 0; ///< seconds east of UTC
