@@ -59,8 +59,10 @@ odd_case make_case(dice &dice) {
                                             "/no/such/odd", "none"};
     made.tz = dice.once_in(3) ? dice.pick(names) : "odd";
     const bool named_like_a_string = made.tz.find("AAA") != std::string::npos;
-    const std::string file = named_like_a_string ? "AAA3BBB" : made.tz == "sub/odd" ? made.tz
-                             : made.tz == "a..b" ? "a..b" : "odd";
+    const std::string file = named_like_a_string    ? "AAA3BBB"
+                             : made.tz == "sub/odd" ? made.tz
+                             : made.tz == "a..b"    ? "a..b"
+                                                    : "odd";
     made.files[file] = odd_zone_file(dice);
     return made;
 }

@@ -15,7 +15,7 @@
 
 struct odd_case {
     std::string tz;
-    bool null_zone = false; ///< instead of the TZ value
+    bool null_zone = false;                    ///< instead of the TZ value
     std::map<std::string, plain::bytes> files; ///< below the folder of zones
 };
 

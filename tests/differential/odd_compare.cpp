@@ -42,8 +42,8 @@ void compare_lists(const zone_state &engine, const plain::zone &model, odd_repor
             report.differs("type " + number(static_cast<std::int64_t>(i)), ours, theirs);
     }
     for (std::size_t i = 0; i < model.transitions.size(); ++i) {
-        const auto ours = number(engine.transition_times[i]) + " to type " +
-                          number(engine.transition_types[i]);
+        const auto ours =
+            number(engine.transition_times[i]) + " to type " + number(engine.transition_types[i]);
         const auto theirs = number(model.transitions[i].time) + " to type " +
                             number(static_cast<std::int64_t>(model.transitions[i].type));
         if (ours != theirs) {

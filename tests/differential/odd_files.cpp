@@ -38,8 +38,8 @@ std::int64_t odd_moment(dice &dice) {
         return dice.pick((const std::int64_t[]){first_second, last_second}) +
                dice.between(-200000, 200000);
     case 4:
-        return dice.pick((const std::int64_t[]){-(std::int64_t{1} << 31), std::int64_t{1} << 31,
-                                                0, std::int64_t{1} << 46}) +
+        return dice.pick((const std::int64_t[]){-(std::int64_t{1} << 31), std::int64_t{1} << 31, 0,
+                                                std::int64_t{1} << 46}) +
                dice.between(-3, 3);
     default:
         return dice.between(-200, 300) * year_seconds + dice.between(0, year_seconds);
@@ -171,9 +171,7 @@ tzif_block odd_block(dice &dice) {
     for (int i = 0; i < type_count; ++i) {
         const auto length = std::max<std::size_t>(block.abbreviations.size(), 1);
         const std::size_t at = dice.once_in(3) ? dice.index(length) : i % 2 == 1 ? 4 : 0;
-        const unsigned char dst = dice.once_in(100)   ? 2
-                                  : dice.once_in(dst_in) ? 1
-                                                         : 0;
+        const unsigned char dst = dice.once_in(100) ? 2 : dice.once_in(dst_in) ? 1 : 0;
         block.types.push_back({odd_offset(dice), dst, static_cast<unsigned char>(at % length)});
     }
     const auto most_type = std::max(type_count - 1, 0);

@@ -41,7 +41,8 @@ std::vector<std::int64_t> some_transitions(dice &dice, const plain::zone &zone) 
 }
 
 void disarrange(dice &dice, std::tm &tm) {
-    int *const fields[] = {&tm.tm_sec, &tm.tm_min, &tm.tm_hour, &tm.tm_mday, &tm.tm_mon, &tm.tm_year};
+    int *const fields[] = {&tm.tm_sec,  &tm.tm_min, &tm.tm_hour,
+                           &tm.tm_mday, &tm.tm_mon, &tm.tm_year};
     int &field = *fields[dice.index(std::size(fields))];
     switch (dice.small(0, 5)) {
     case 0: {

@@ -70,8 +70,8 @@ void run_case_aside(const private_folder &folder, std::uint64_t seed, odd_counts
     dice dice(seed);
     const odd_case asked = make_case(dice);
     odd_report report(asked, seed, counts);
-    report.differs("any question",
-                   WIFSIGNALED(status) ? sigdescr_np(WTERMSIG(status)) : "died", "answers");
+    report.differs("any question", WIFSIGNALED(status) ? sigdescr_np(WTERMSIG(status)) : "died",
+                   "answers");
 }
 
 } // namespace

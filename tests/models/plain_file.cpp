@@ -53,8 +53,7 @@ counts read_header(reader &in) {
 bool counts_allowed(const counts &all) {
     return all.leaps <= most_leaps - 1 && all.types <= most_types - 1 &&
            all.transitions <= most_transitions - 1 && all.characters <= most_file_characters - 1 &&
-           (all.standard == 0 || all.standard == all.types) &&
-           (all.ut == 0 || all.ut == all.types);
+           (all.standard == 0 || all.standard == all.types) && (all.ut == 0 || all.ut == all.types);
 }
 
 std::uint64_t block_size(const counts &all, std::size_t width) {

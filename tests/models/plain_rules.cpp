@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "models/plain_rules.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "models/plain_load.h"
@@ -90,6 +91,12 @@ void use_rules(const tz_text &said, zone &zone) {
     }
 }
 
+/// A sum that stays at the ends of time.
+std::int64_t add_within_time(std::int64_t time, std::int64_t seconds) {
+    const wide sum = wide{time} + seconds;
+    return static_cast<std::int64_t>(std::clamp(sum, wide{earliest}, wide{latest}));
+}
+
 /// Moves the transitions of the rules file to a string's own offset.  Daylight-
 /// saving time does not count: all of them move as standard time does.
 void rebase(const tz_text &said, zone &zone) {
@@ -103,7 +110,7 @@ void rebase(const tz_text &said, zone &zone) {
     for (auto &change : zone.transitions) {
         const local_type &theirs = zone.types[change.type];
         if (!theirs.ut_indicator)
-            change.time = add(change.time, said.standard_offset - their_offset);
+            change.time = add_within_time(change.time, said.standard_offset - their_offset);
         if (!theirs.dst)
             their_offset = -theirs.offset;
         change.type = theirs.dst ? 1 : 0;
@@ -119,8 +126,7 @@ bool parse_tz_string(const std::string &text, const std::optional<bytes> &rules_
         return false;
 
     made = {};
-    const bool loaded =
-        rules_file.has_value() && load(*rules_file, std::nullopt, made, false) == 0;
+    const bool loaded = rules_file.has_value() && load(*rules_file, std::nullopt, made, false) == 0;
     if (!loaded)
         made.leaps.clear();
     if (!said->daylight_name.empty() && !said->has_rules && !loaded)

@@ -14,8 +14,8 @@ struct rule {
     char kind = 'n'; ///< 'J': Jn, 'n': n, 'M': Mm.w.d
     int day = 0;     ///< of the year, or for Mm.w.d of the week (0 = Sunday)
     int week = 0;
-    int month = 0;             ///< 1 = January
-    std::int64_t time = 7200;  ///< seconds after midnight
+    int month = 0;            ///< 1 = January
+    std::int64_t time = 7200; ///< seconds after midnight
 };
 
 /// What a TZ string says.  Offsets are seconds west of UT, as POSIX has them.
