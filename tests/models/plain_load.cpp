@@ -114,10 +114,7 @@ void use_footer(const std::string &text, const std::optional<bytes> &rules_file,
     bool found = file.transitions.empty();
     const std::int64_t last = found ? 0 : file.transitions.back().time;
     for (const auto &change : footer.transitions) {
-        const wide moved = wide{change.time} + correction_at(file, change.time);
-        if (!fits(moved))
-            continue;
-        const auto time = static_cast<std::int64_t>(moved);
+        const std::int64_t time = add_within_time(change.time, correction_at(file, change.time));
         if (!found && time > last)
             found = true;
         if (found && file.transitions.size() < most_transitions)

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "models/plain_rules.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "models/plain_load.h"
@@ -89,12 +88,6 @@ void use_rules(const tz_text &said, zone &zone) {
         zone.go_back = true;
         zone.go_ahead = true;
     }
-}
-
-/// A sum that stays at the ends of time.
-std::int64_t add_within_time(std::int64_t time, std::int64_t seconds) {
-    const wide sum = wide{time} + seconds;
-    return static_cast<std::int64_t>(std::clamp(sum, wide{earliest}, wide{latest}));
 }
 
 /// Moves the transitions of the rules file to a string's own offset.  Daylight-

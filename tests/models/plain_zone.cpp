@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "models/plain_zone.h"
 
+#include <algorithm>
+
 namespace plain {
+
+std::int64_t add_within_time(std::int64_t time, std::int64_t seconds) {
+    return static_cast<std::int64_t>(
+        std::clamp(wide{time} + seconds, wide{earliest}, wide{latest}));
+}
 
 const char *abbreviation(const zone &zone, const local_type &type) {
     return zone.abbreviations.c_str() + type.abbreviation;

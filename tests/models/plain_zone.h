@@ -27,9 +27,9 @@
 //   depends on this which of them is met first.
 // - A time folded by whole cycles that does not lie within the table has no
 //   local time; errno stays as it is.
-// - Nothing wraps around at the ends of time.  A footer's change that leap seconds
-//   would move beyond is left out, one of the rules file stays at the end, and
-//   the inverse search makes no try there.
+// - Nothing wraps around at the ends of time.  What would be moved beyond them, by
+//   a footer's leap seconds or to a TZ string's own offset, stays at the end; the
+//   inverse search makes no try there.
 // - The year is counted beyond an int while a broken-down time is normalised;
 //   all other fields are not.
 // - Seconds kept aside are an int as the field is: a pass fails where they are not.
@@ -60,6 +60,9 @@ inline constexpr std::size_t most_name_characters = 512;
 __extension__ typedef __int128 wide;
 
 inline bool fits(wide value) { return earliest <= value && value <= latest; }
+
+/// A sum that stays at the ends of time.
+std::int64_t add_within_time(std::int64_t time, std::int64_t seconds);
 
 struct local_type {
     std::int64_t offset = 0; ///< seconds east of UTC
