@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "models/plain_file.h"
 
+#include <algorithm>
+
 namespace plain {
 namespace {
 
@@ -76,11 +78,8 @@ bool read_transitions(reader &in, const counts &all, std::size_t width, zone &zo
         zone.transitions.push_back(change);
     }
     // Only now: the type of one that was replaced does not matter.
-    for (const auto &change : zone.transitions) {
-        if (change.type >= all.types)
-            return false;
-    }
-    return true;
+    return std::ranges::all_of(zone.transitions,
+                               [&](const transition &change) { return change.type < all.types; });
 }
 
 bool read_types(reader &in, const counts &all, zone &zone) {

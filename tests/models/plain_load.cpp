@@ -211,7 +211,7 @@ int load(std::span<const unsigned char> file, const std::optional<bytes> &rules_
         if (extend && rest.size() > 2 && rest.front() == '\n' && rest.back() == '\n' &&
             zone.types.size() <= most_types - 2) {
             const std::string between(rest.begin() + 1, rest.end() - 1);
-            use_footer(between.c_str(), rules_file, zone);
+            use_footer(between.substr(0, between.find('\0')), rules_file, zone);
         }
     }
     if (zone.types.empty())
