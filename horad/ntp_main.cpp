@@ -22,6 +22,7 @@
 #include "client/control.h"
 #include "database.h"
 #include "frr_module.h"
+#include "ntp_cli/config_check.h"
 #include "ntp_cli/ntp_cli.h"
 #include "ntp_state.h"
 
@@ -96,7 +97,13 @@ int main(int argc, char **argv) {
     frr_preinit(&horad_description, argc, argv);
     read_options(argc, argv);
     master = frr_init();
+    if (horad_description.dryrun) {
+        ntp_cli_init();
+        return check_configuration(horad_description.config_file, config_default, true) ? 0 : 1;
+    }
     ntp_init();
+    // While there is still a standard error: a daemon in the background has none.
+    check_configuration(horad_description.config_file, config_default, false);
     ntp_database_init(&g_horad_db);
     // From here on as root, before the configuration is read.  Started as
     // somebody else, the daemon goes on with what that user may do.

@@ -6,6 +6,7 @@
 
 struct cmd_element;
 struct vty;
+struct zone_catalogue_entry;
 
 /// Installs the node and its seventeen commands, in this order:
 /// two in the configuration node, then fifteen in the daemon's own.
@@ -37,6 +38,11 @@ extern const cmd_element dstzone_europe_cmd;
 extern const cmd_element dstzone_ocean_cmd;
 extern const cmd_element dstzone_pacific_cmd;
 extern const cmd_element no_timezone_cmd;
+
+/// The catalogue's entry for the words of a zone command, or null.  Reads zone files.
+/// (zone_commands.cpp)
+[[nodiscard]] const zone_catalogue_entry *find_location(const char *continent,
+                                                        const char *location) noexcept;
 
 /// Writes the running configuration as command lines, or nothing while NTP is
 /// off: a disabled daemon's servers and zone are not saved.  Returns 0.

@@ -15,23 +15,16 @@
 #include "cli_helper/cli_helper.h"
 #include "client/control.h"
 #include "ntp_cli/node.h"
+#include "ntp_cli/refusals.h"
 #include "ntp_state.h"
 
 namespace {
 
 bool is_text(const char *text, const char *wanted) { return std::strcmp(text, wanted) == 0; }
 
-/// One character more than a field has room for: that one name passes this check,
-/// as the messages promise, and is refused where it would be stored.
-bool is_too_long(const char *name) {
-    constexpr std::size_t maximum = 128;
-    return std::strlen(name) > maximum;
-}
-
-/// Says that a name cannot be stored whole.
-int refuse_unfitting(vty *vty, const char *which) {
-    vty_out(vty, "%s Hostname or IP address does not fit: at most %zu characters.\r\n", which,
-            server_name_size - 1);
+/// Tells a session why, and ends the command.
+int refuse(vty *vty, const char *refusal) {
+    vty_out(vty, "%s", refusal);
     return CMD_SUCCESS;
 }
 
@@ -50,76 +43,31 @@ int ntp_debug_fun(const cmd_element *, vty *, int, cmd_token *argv[]) {
     return CMD_SUCCESS;
 }
 
-/// Everything is checked, and both names are known to fit, before anything is
-/// stored: a bad secondary leaves the primary as it was.
+/// A bad secondary leaves the primary as it was.
 int ntp_server_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) {
     const char *primary = cmd_parase_parameters(&argc, &argv, "server", 0);
     const char *secondary = argc > 1 ? argv[1]->arg : nullptr;
-
-    if (!server_is_set(primary)) {
-        vty_out(vty, "Master ip address can't manually config 0.0.0.0 !!!.\r\n");
-        return CMD_SUCCESS;
-    }
-    if (is_too_long(primary)) {
-        vty_out(vty, "Master Hostname or IP address too long. Maximum is 128.\r\n");
-        return CMD_SUCCESS;
-    }
-    if (secondary != nullptr && !server_is_set(secondary)) {
-        vty_out(vty, "Slave ip address can't manually config 0.0.0.0 !!!.\r\n");
-        return CMD_SUCCESS;
-    }
-    if (secondary != nullptr && is_too_long(secondary)) {
-        vty_out(vty, "Slave Hostname or IP address too long. Maximum is 128.\r\n");
-        return CMD_SUCCESS;
-    }
-
-    const auto primary_name = server_name::from(primary);
-    if (!primary_name)
-        return refuse_unfitting(vty, "Master");
-    const auto secondary_name = server_name::from(secondary != nullptr ? secondary : "");
-    if (!secondary_name)
-        return refuse_unfitting(vty, "Slave");
-
+    if (const char *refusal = refusal_of_servers(primary, secondary))
+        return refuse(vty, refusal);
     const ntp_guard lock;
-    store_server(g_ntp_var.g_pri_ntp_server, *primary_name);
+    store_server(g_ntp_var.g_pri_ntp_server, *server_name::from(primary));
     if (secondary != nullptr)
-        store_server(g_ntp_var.g_sec_ntp_server, *secondary_name);
+        store_server(g_ntp_var.g_sec_ntp_server, *server_name::from(secondary));
     return CMD_SUCCESS;
 }
 
 int ntp_server2_fun(const cmd_element *, vty *vty, int argc, cmd_token *argv[]) {
     const bool remove = is_text(argv[0]->text, "no");
     const char *host = cmd_parase_parameters(&argc, &argv, "server2", 0);
-
     if (remove) {
         const ntp_guard lock;
         store_server(g_ntp_var.g_sec_ntp_server, "");
         return CMD_SUCCESS;
     }
-    // An empty primary only: one that was never set ("0.0.0.0") is let through.
-    if (g_ntp_var.g_pri_ntp_server[0] == '\0') {
-        vty_out(vty, "Master ip address have not set.\r\n");
-        return CMD_SUCCESS;
-    }
-    if (host == nullptr) {
-        vty_out(vty, "%% Command incomplete.\n");
-        return CMD_SUCCESS;
-    }
-    if (!server_is_set(host)) {
-        vty_out(vty, "Slave ip address can't manually config 0.0.0.0 !!!.\r\n");
-        return CMD_SUCCESS;
-    }
-    if (is_too_long(host)) {
-        vty_out(vty, "slave Hostname or IP address too long. Maximum is 128.\r\n");
-        return CMD_SUCCESS;
-    }
-
-    const auto name = server_name::from(host);
-    if (!name)
-        return refuse_unfitting(vty, "Slave");
-
+    if (const char *refusal = refusal_of_second_server(g_ntp_var.g_pri_ntp_server, host))
+        return refuse(vty, refusal);
     const ntp_guard lock;
-    store_server(g_ntp_var.g_sec_ntp_server, *name);
+    store_server(g_ntp_var.g_sec_ntp_server, *server_name::from(host));
     return CMD_SUCCESS;
 }
 
@@ -128,10 +76,8 @@ int ntp_cfg_fun(const cmd_element *, vty *vty, int, cmd_token *argv[]) {
         ntp_server_disable();
         return CMD_SUCCESS;
     }
-    if (!server_is_set(g_ntp_var.g_pri_ntp_server)) {
-        vty_out(vty, "ntp server ip not set!\r\n");
-        return CMD_SUCCESS;
-    }
+    if (const char *refusal = refusal_to_enable(g_ntp_var.g_pri_ntp_server))
+        return refuse(vty, refusal);
     ntp_server_config(g_ntp_var.g_pri_ntp_server, g_ntp_var.g_sec_ntp_server);
     return CMD_SUCCESS;
 }

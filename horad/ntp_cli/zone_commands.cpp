@@ -14,6 +14,7 @@
 #include "vty.h"
 
 #include "horad/timezone.h"
+#include "ntp_cli/refusals.h"
 #include "ntp_cli/zone_help.h"
 #include "ntp_state.h"
 #include "zone_catalogue/zone_catalogue.h"
@@ -44,22 +45,19 @@ int dstzone_func(const cmd_element *, vty *vty, int, cmd_token *argv[]) {
     const char *location = argv[4]->arg;
 
     if (ntp_status == 0) {
-        vty_out(vty, "NTP protcol is disable!\r\n");
+        vty_out(vty, "%s", ntp_is_off);
         return CMD_WARNING;
     }
-    char key[64];
-    std::snprintf(key, sizeof key, "%s %s", continent, location);
-    const zone_catalogue_entry *zone = get_zone_info_by_continent_city(key, nullptr, nullptr);
+    const zone_catalogue_entry *zone = find_location(continent, location);
     if (zone == nullptr) {
         // On the daemon's own output, not the session's: the console keeps it.
-        std::printf("\r\nThe location name is wrong or does not exist in %s!\r\n", continent);
+        std::printf(unknown_location, continent);
         return CMD_WARNING;
     }
     if (std::strcmp(form, "timezone") == 0)
         set_zone(vty, *zone);
     else if (std::strcmp(form, "dst") == 0)
-        vty_out(vty, "\r\nOperation is not supported. DST will be calculated automatically "
-                     "when setting time zone! \r\n");
+        vty_out(vty, "%s", dst_is_automatic);
     return CMD_SUCCESS;
 }
 
@@ -77,6 +75,12 @@ int no_timezone_fun(const cmd_element *, vty *, int, cmd_token *[]) {
 }
 
 } // namespace
+
+const zone_catalogue_entry *find_location(const char *continent, const char *location) noexcept {
+    char key[64];
+    std::snprintf(key, sizeof key, "%s %s", continent, location);
+    return get_zone_info_by_continent_city(key, nullptr, nullptr);
+}
 
 // clang-format off
 #define ZONE_COMMAND(record, continent, locations)                                                 \
