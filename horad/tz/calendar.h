@@ -47,12 +47,12 @@ constexpr std::int64_t add_saturated(std::int64_t a, std::int64_t b) {
                  : std::numeric_limits<std::int64_t>::max();
 }
 
-/// Whole cycles of 400 years that it takes to get from one time to another, or
-/// beyond.  late: later than `early`
-constexpr std::int64_t cycles_between(std::int64_t late, std::int64_t early) {
+/// Whole cycles of 400 years that it takes to get from a time back to an earlier one,
+/// or beyond that.
+constexpr std::int64_t cycles_back(std::int64_t from, std::int64_t to) {
     // The distance may be longer than a signed number can tell.
     const std::uint64_t distance =
-        static_cast<std::uint64_t>(late) - static_cast<std::uint64_t>(early);
+        static_cast<std::uint64_t>(from) - static_cast<std::uint64_t>(to);
     return static_cast<std::int64_t>((distance - 1) / seconds_per_400_years) + 1;
 }
 

@@ -110,9 +110,9 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 [[gnu::noinline]] std::tm *to_uncommon_local(const zone_state &zone, std::int64_t time,
                                              std::tm &result) {
     if (time > zone.index.repeats_after)
-        return to_folded_time(zone, time, -cycles_between(time, zone.index.repeats_after), result);
+        return to_folded_time(zone, time, -cycles_back(time, zone.index.repeats_after), result);
     if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0])
-        return to_folded_time(zone, time, cycles_between(zone.transition_times[0], time), result);
+        return to_folded_time(zone, time, cycles_back(zone.transition_times[0], time), result);
     const zone_type &type = type_after(zone, transitions_passed(zone, time));
     if (zone.leap_count == 0 && time >= 0 && time < latest_indexed_time) // after the last change
         return to_common_time_of_type(zone, type, time, 0, result);
@@ -136,7 +136,7 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 /// Where a zone repeats: the same, some cycles earlier.
 [[gnu::noinline]] std::tm *to_repeated_local(const zone_state &zone, std::int64_t time,
                                              std::tm &result) {
-    const std::int64_t cycles = cycles_between(time, zone.index.repeats_after);
+    const std::int64_t cycles = cycles_back(time, zone.index.repeats_after);
     const std::int64_t moved = move_by_cycles(time, -cycles);
     const std::uint64_t position = index_position(zone, moved);
     if (time >= latest_indexed_time || position >= zone.index.span) [[unlikely]]

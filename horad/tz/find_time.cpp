@@ -107,7 +107,7 @@ std::optional<instant> only_instant(const zone_state &zone, std::int64_t local) 
             // Into the cycle before, clear of both its ends.
             if (earliest <= after)
                 return std::nullopt;
-            folded = cycles_between(earliest, after) * seconds_per_400_years;
+            folded = cycles_back(earliest, after) * seconds_per_400_years;
             local -= folded;
             earliest -= folded;
             latest -= folded;

@@ -46,12 +46,12 @@ std::int64_t steady_when_moved(const zone_state &zone, std::int64_t time, std::i
 std::int64_t steady_within_years(const zone_state &zone, std::int64_t time) {
     const std::int64_t after = zone.index.repeats_after;
     if (time > after) {
-        const std::int64_t cycles = cycles_between(time, after);
+        const std::int64_t cycles = cycles_back(time, after);
         return std::min(steady_when_moved(zone, time, -cycles), move_by_cycles(after, cycles));
     }
     if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0]) {
         const std::int64_t first = zone.transition_times[0];
-        return std::min(steady_when_moved(zone, time, cycles_between(first, time)), first - 1);
+        return std::min(steady_when_moved(zone, time, cycles_back(first, time)), first - 1);
     }
     return std::min(steady_in_table(zone, time), after);
 }
