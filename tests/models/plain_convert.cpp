@@ -52,7 +52,7 @@ answer split_time(std::int64_t time, std::int64_t offset, const zone &zone, std:
     result.tm_mday = day + 1;
     result.tm_hour = second_of_day / 3600;
     result.tm_min = second_of_day / 60 % 60;
-    result.tm_sec = leap_now ? 60 : second_of_day % 60;
+    result.tm_sec = second_of_day % 60 + leap_now;
     // 1 January 1970 was a Thursday.
     const wide weekday = days + 4;
     result.tm_wday = static_cast<int>(weekday - floor_divide(weekday, 7) * 7);
@@ -64,7 +64,7 @@ const local_type &type_at(const zone &zone, std::int64_t time) {
     const auto &transitions = zone.transitions;
     if (transitions.empty() || time < transitions.front().time)
         return zone.types[zone.default_type];
-    std::size_t low = 1;
+    std::size_t low = 0;
     std::size_t high = transitions.size();
     while (low < high) {
         const std::size_t middle = (low + high) / 2;

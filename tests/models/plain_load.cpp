@@ -276,7 +276,6 @@ zone null_zone() {
     const auto rules_file = find_rules_file();
     if (load_by_name("GMT", rules_file, utc, true) != 0)
         parse_tz_string("GMT", rules_file, utc, true);
-    scrub(utc);
     utc.stands_for_null = true;
     return utc;
 }

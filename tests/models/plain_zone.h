@@ -18,10 +18,13 @@
 //
 // - A null zone is UTC in both directions: offset 0, no types to choose from.
 //   Leap seconds of the file "GMT" count, since it is that record which splits
-//   the time.  Its abbreviation is the text that its store begins with.
+//   the time.  Its abbreviation is the text that its store begins with, as the
+//   file has it.
 // - Table look-up on a table that is not in order: the first transition is
-//   looked at on its own, then the middle of what is left, (low + high) / 2,
-//   with low = 1 and high = the number of transitions in the beginning.
+//   looked at on its own, then the middle of all, (low + high) / 2, with low = 0
+//   and high = the number of transitions in the beginning.
+// - A leap second reads one more than the second before it: 60 where it follows
+//   a minute's last second, as all real ones do.
 // - The inverse search goes on from the time that it probed, not from the one
 //   behind it, as long as there are others: where several times read alike, it
 //   depends on this which of them is met first.
