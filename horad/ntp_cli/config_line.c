@@ -30,6 +30,8 @@ static bool is_command(const struct config_line *line, const char *definition) {
     return strcmp(line->command->string, definition) == 0;
 }
 
+static int node_above(int node) { return (int)node_parent((enum node_type)node); }
+
 /* Where a command leads that is in the node. */
 static int node_after(const struct config_line *line, int node) {
     if (is_command(line, "ntp [terminal]"))
@@ -37,7 +39,7 @@ static int node_after(const struct config_line *line, int node) {
     if (is_command(line, "line vty"))
         return VTY_NODE;
     if (is_command(line, "exit") || is_command(line, "quit"))
-        return node_parent((enum node_type)node);
+        return node_above(node);
     if (is_command(line, "end"))
         return ENABLE_NODE;
     if (strncmp(line->command->string, "configure ", strlen("configure ")) == 0)
@@ -68,7 +70,7 @@ void config_line_match(const char *text, int *node, struct config_line *line) {
     int found_in = *node;
     match_in(words, found_in, line);
     while (line->meaning == LINE_IS_UNKNOWN && found_in > CONFIG_NODE) {
-        found_in = node_parent((enum node_type)found_in);
+        found_in = node_above(found_in);
         match_in(words, found_in, line);
     }
     cmd_free_strvec(words);
