@@ -97,7 +97,7 @@ def unit(root: Path) -> Unit:
 
 @pytest.fixture(scope="session")
 def world(root: Path) -> Iterator[World]:
-    with World(visible=[root]) as lab:
+    with World(visible=[root, *Build(BUILD).folders]) as lab:
         yield lab
 
 

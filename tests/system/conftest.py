@@ -17,7 +17,7 @@ import pytest
 PROJECT = Path(__file__).resolve().parents[2]
 sys.path[:0] = [str(PROJECT / "tools"), str(PROJECT / "tests" / "system")]
 
-from lab import Build, World  # noqa: E402
+from lab import Build, Unavailable, World  # noqa: E402
 from support.bench import Bench  # noqa: E402
 
 
@@ -52,7 +52,12 @@ def build(request: pytest.FixtureRequest) -> Build:
 
 @pytest.fixture(scope="session")
 def world(build: Build) -> Iterator[World]:
-    with World(visible=[build.folder]) as lab:
+    try:
+        lab = World(visible=build.folders)
+    except Unavailable as reason:
+        # Once, rather than by each test.
+        pytest.exit(str(reason), returncode=1)
+    with lab:
         yield lab
 
 

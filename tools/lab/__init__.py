@@ -9,7 +9,7 @@ is gone when this process is, however it ends.  Needs root.
 
     from lab import Build, Daemon, Shim, World, chrony, relay
 
-    with World() as world:                      # networks, folders
+    with World(visible=Build().folders) as world:   # networks, folders
         chrony(world, "10.77.0.1")              # a real server; also ntpsec()
         shim = Shim(world, clock_offset=-86400 * 365, scale=0.001)
         daemon = Daemon(world, Build(), shim=shim).start()
@@ -23,7 +23,7 @@ is gone when this process is, however it ends.  Needs root.
         daemon.stop()                           # -> exit status
 
     Build(folder)       a build of the daemon: bin/horad, lib/libclock_shim.so;
-                        give World(visible=[folder]) when it is outside the project
+                        World(visible=build.folders) sees all that it is loaded from
     Daemon(world, build, config=TEXT|BYTES|None, arguments=[...],
            environment={...}, shim=Shim|None)
         .start(ready=True) .stop(signal) .wait() .send_signal() .kill() .pid
@@ -51,10 +51,10 @@ from .shim import Called, Event, Shim
 from .terminal import relay
 from .times import TIME_FACTOR, Timeout, deadline, wait_for
 from .vty import PASSWORD, Closed, Vty
-from .world import PROJECT, World, number_inside
+from .world import PROJECT, Unavailable, World, number_inside
 
 __all__ = [
     "BASE_CONFIG", "CONFIG", "DAEMON_ADDRESS", "DEFAULT_BUILD", "PASSWORD", "PROJECT", "SERVER_ADDRESSES",
-    "TIME_FACTOR", "VTY_PORT", "Build", "Called", "Closed", "Daemon", "Event", "Peer", "Shim", "Timeout", "Vty",
-    "World", "chrony", "deadline", "ntpsec", "number_inside", "relay", "wait_for",
+    "TIME_FACTOR", "VTY_PORT", "Build", "Called", "Closed", "Daemon", "Event", "Peer", "Shim", "Timeout", "Unavailable",
+    "Vty", "World", "chrony", "deadline", "ntpsec", "number_inside", "relay", "wait_for",
 ]  # fmt: skip

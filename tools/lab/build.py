@@ -3,11 +3,12 @@
 from __future__ import annotations
 
 import functools
+import re
 import subprocess
 from dataclasses import dataclass
 from pathlib import Path
 
-from .world import PROJECT
+from .world import PROJECT, Unavailable
 
 DEFAULT_BUILD = PROJECT / "build" / "release"
 
@@ -34,13 +35,25 @@ class Build:
         return named.read_text().split() if named.exists() else []
 
     @functools.cached_property
-    def runtimes(self) -> list[str]:
-        """Paths of the sanitizer runtimes that the daemon is linked with."""
+    def libraries(self) -> list[Path]:
+        """What the loader finds for the daemon."""
         if self.emulator:
             return []
-        linked = subprocess.run(["ldd", str(self.daemon)], check=True, capture_output=True, text=True).stdout
-        lines = [line.split() for line in linked.splitlines()]
-        return [words[2] for words in lines if len(words) > 2 and words[0].startswith(_RUNTIMES)]
+        done = subprocess.run(["ldd", str(self.daemon)], capture_output=True, text=True)
+        if done.returncode != 0:
+            raise Unavailable(f"no daemon in {self.folder}: {done.stderr.strip()}")
+        return [Path(path) for path in re.findall(r"=> (/.*) \(0x", done.stdout)]
+
+    @property
+    def folders(self) -> list[Path]:
+        """Where the daemon and all that it needs are, for World(visible=...)."""
+        found = {path.parent for named in self.libraries for path in (named, named.resolve())}
+        return [self.folder, *sorted(found)]
+
+    @property
+    def runtimes(self) -> list[str]:
+        """Paths of the sanitizer runtimes that the daemon is linked with."""
+        return [str(path) for path in self.libraries if path.name.startswith(_RUNTIMES)]
 
     @property
     def sanitized(self) -> bool:

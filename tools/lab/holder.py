@@ -4,8 +4,8 @@
     holder.py FOLDER...
 
 Makes two networks joined by a wire, private copies of the folders that the
-daemon writes to, and a process namespace; reports "ready PID" on standard output and
-stays until its parent is gone.  As the first process of that namespace it takes
+daemon writes to, and a process namespace; reports "ready PID" on standard output, or
+why it cannot, and stays until its parent is gone.  As the first process of that namespace it takes
 everything that runs in the lab down with it.
 
 FOLDER... are the folders that have to stay visible although they may lie below
@@ -101,7 +101,7 @@ def hold() -> None:
         pass
 
 
-def main() -> None:
+def make(visible: list[str]) -> None:
     # Ctrl-C is for the parent: it ends us by going away.
     signal.signal(signal.SIGINT, signal.SIG_IGN)
     kernel.die_with_parent()
@@ -111,11 +111,19 @@ def main() -> None:
         os.waitpid(child, 0)
         return
     kernel.die_with_parent()
-    make_folders(sys.argv[1:])
+    make_folders(visible)
     kernel.unshare(kernel.CLONE_NEWUTS)
     socket.sethostname(HOST_NAME)
     make_networks()
     hold()
+
+
+def main() -> None:
+    try:
+        make(sys.argv[1:])
+    except (OSError, subprocess.CalledProcessError) as error:
+        print(error)
+        sys.exit(1)
 
 
 if __name__ == "__main__":

@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import subprocess
 
-from .world import PROJECT, World
+from .world import PROJECT, Unavailable, World
 
 PEERS = PROJECT / "build" / "deps" / "peers"
 
@@ -23,7 +23,7 @@ class Peer:
         world.path(f"{self.folder}/conf").write_text(config)
         binary = PEERS / "usr" / "sbin" / program
         if not binary.exists():
-            raise RuntimeError(f"no {program}: run tools/fetch-peers")
+            raise Unavailable(f"no {program}: run tools/fetch-peers")
         with world.path(f"{self.folder}/log").open("wb") as log:
             self.process = world.spawn("servers", [str(binary), *options], stdout=log, stderr=subprocess.STDOUT)
 

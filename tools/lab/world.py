@@ -43,6 +43,10 @@ def _clear(folder: Path, keep: Sequence[str] = ()) -> None:
             os.unlink(entry.path)
 
 
+class Unavailable(RuntimeError):
+    """The lab cannot be had on this machine, and why."""
+
+
 class World:
     """Namespaces for one daemon and its servers; all of it ends with this object.
 
@@ -53,9 +57,10 @@ class World:
     def __init__(self, visible: Sequence[Path] = ()) -> None:
         self._processes: list[subprocess.Popen[bytes]] = []
         self._opened: list[int] = []
-        folders = [str(Path(folder).resolve()) for folder in (PROJECT, *visible)]
+        # By the names that they are called by, too.
+        folders = {str(path) for folder in (PROJECT, *visible) for path in (folder.absolute(), folder.resolve())}
         self._holder = subprocess.Popen(
-            [sys.executable, str(_LAB / "holder.py"), *folders],
+            [sys.executable, str(_LAB / "holder.py"), *sorted(folders)],
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             start_new_session=True,
@@ -64,7 +69,8 @@ class World:
             assert self._holder.stdout is not None
             answer = self._holder.stdout.readline().split()
             if answer[:1] != [b"ready"]:
-                raise RuntimeError("the lab's namespaces cannot be made (it needs root)")
+                reason = b" ".join(answer).decode() or "the process that holds it has ended"
+                raise Unavailable(f"the lab cannot be made, it needs root: {reason}")
             own = f"/proc/{int(answer[1])}"
             self.root = Path(f"{own}/root")
             self._mounts = f"{own}/ns/mnt"
