@@ -142,7 +142,7 @@ def test_after_a_failure(clone: Clone, prepare: Prepare, program: str, nothing: 
 def test_after_ctrl_c(clone: Clone, prepare: Prepare, program: str) -> None:
     tool = prepare(clone)
     began = clone.folder / "began"
-    restore = instead(clone, program, f"touch {began}; exec sleep 1000")
+    restore = instead(clone, program, f": >{began}; exec sleep 1000")
     output, errors = interrupt(clone.start(*tool, start_new_session=True), began)
     restore()
     assert "interrupted while" in errors
