@@ -63,7 +63,7 @@ def test_leaving_in_the_middle(bench: Bench) -> None:
 
 
 def test_keys_of_a_cat(bench: Bench) -> None:
-    """Random bytes do not end the daemon."""
+    """Random bytes do not end the daemon, whatever commands may be in them."""
     seed = random.randrange(2**32)
     print(f"seed {seed}")
     keys = random.Random(seed)
@@ -77,7 +77,7 @@ def test_keys_of_a_cat(bench: Bench) -> None:
             pass  # thrown out: its right
         session.close()
     assert daemon.running
-    assert b"Europe" in bench.vty(daemon).command("show timezone")
+    assert bench.vty(daemon).command("show timezone").startswith(b"Current system time zone : ")
 
 
 def test_long_lines(bench: Bench) -> None:

@@ -100,7 +100,7 @@ def test_hangup_is_only_logged(bench: Bench) -> None:
 def test_rotation(bench: Bench) -> None:
     daemon = bench.daemon(BASE_CONFIG + LOGGING)
     daemon.send_signal(signal.SIGHUP)
-    wait_for("the first message", lambda: b"SIGHUP received" in log(bench))
+    wait_for("the first message", lambda: b"SIGHUP received\n" in log(bench))
     old = bench.world.path("/tmp/horad.log.old")
     bench.world.path(LOG).rename(old)
     before = old.read_bytes()
@@ -108,7 +108,7 @@ def test_rotation(bench: Bench) -> None:
     daemon.send_signal(signal.SIGUSR1)
     wait_for("the new log", bench.world.path(LOG).exists)
     daemon.send_signal(signal.SIGHUP)
-    wait_for("the second message", lambda: b"SIGHUP received" in log(bench))
+    wait_for("the second message", lambda: b"SIGHUP received\n" in log(bench))
     # Nothing about the rotation itself, and nothing more in the old file.
     assert messages(log(bench)) == [b"SIGHUP received\n"]
     assert old.read_bytes() == before

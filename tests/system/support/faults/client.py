@@ -10,7 +10,7 @@ from ..bench import PRIMARY, START, Bench
 from ..database import rows
 from ..ntp_server import truthful
 from ..packet import timestamp
-from .fault import FLOOD, ONCE, QUICK, STEP, WEEK, Fault, Texts, said, steps, switched, wait_faults, wait_step
+from .fault import FLOOD, ONCE, QUICK, STEP, WEEK, Fault, Texts, heard, said, steps, switched, wait_faults, wait_step
 
 
 def exchange(bench: Bench, fault: Fault) -> list[str]:
@@ -21,11 +21,11 @@ def exchange(bench: Bench, fault: Fault) -> list[str]:
     session = bench.vty(daemon)
     if fault.often == ONCE:
         found = [recovery(daemon, session, shim, fault.expected)]
-        return [*found, *said(daemon.stdout(), daemon.stderr()), switched(session)]
+        return [*found, *heard(daemon, fault), switched(session)]
     if STEPPED in fault.expected:
         wait_step(shim)
-        return [STEPPED, *said(daemon.stdout(), daemon.stderr()), switched(session)]
-    found = [*said(daemon.stdout(), daemon.stderr()), switched(session)]
+        return [STEPPED, *heard(daemon, fault), switched(session)]
+    found = [*heard(daemon, fault), switched(session)]
     assert steps(shim) == 0
     fault.end(shim)
     return ["clock not stepped", *found, "afterwards: " + recovery(daemon, session, shim, fault.expected)]
@@ -62,7 +62,7 @@ def fatal(bench: Bench, fault: Fault) -> list[str]:
     stored = rows(bench.world, "SELECT diff FROM clock_step") == [(STEP,)]
     return [
         "clock stepped and stored" if stored and steps(shim) == 1 else "clock not stepped",
-        *said(daemon.stdout(), daemon.stderr()),
+        *heard(daemon, fault),
         f"the daemon ends with status {status}",
     ]
 
@@ -115,7 +115,7 @@ def stopping(bench: Bench, fault: Fault) -> list[str]:
     wait_faults(daemon, fault)
     floods = fault.failures == FLOOD
     state = "client neither stops nor asks" if floods else "client stops" if client.stops() else "client goes on asking"
-    found = [state, *said(daemon.stdout(), daemon.stderr()), switched(session)]
+    found = [state, *heard(daemon, fault), switched(session)]
     if state == "client stops":
         return found
     fault.end(shim)
@@ -145,7 +145,7 @@ def restarting(bench: Bench, fault: Fault) -> list[str]:
         client.wait_request()
     found = [
         "client asks" if client.asks() else "client stays stopped",
-        *said(daemon.stdout(), daemon.stderr()),
+        *heard(daemon, fault),
         switched(session),
     ]
     if client.asks():

@@ -13,7 +13,7 @@ from ..database import DATABASE, HOLD, rows
 from ..ntp_server import truthful
 from ..packet import timestamp
 from .client import STEPPED
-from .fault import QUICK, STEP, Fault, said, steps, switched, wait_faults, wait_step
+from .fault import QUICK, STEP, Fault, heard, steps, switched, wait_faults, wait_step
 
 
 def step_with(bench: Bench, fault: Fault) -> tuple[Daemon, list[str]]:
@@ -33,7 +33,7 @@ def step_with(bench: Bench, fault: Fault) -> tuple[Daemon, list[str]]:
     return daemon, [
         STEPPED,
         "step stored" if result == 0 else "step not stored",
-        *said(daemon.stdout(), daemon.stderr()),
+        *heard(daemon, fault),
         switched(session),
     ]
 

@@ -6,7 +6,7 @@ import re
 from dataclasses import dataclass
 from typing import Callable
 
-from lab import Daemon, Shim, Vty
+from lab import Daemon, Shim, Timeout, Vty, wait_for
 from lab.shim import failing
 
 from ..bench import Bench
@@ -92,7 +92,10 @@ STATISTICS = re.compile(rb"\d+ \d{5}\.\d{3} ( +-?\d+(\.\d)?){5}")
 
 def lines_of(text: bytes) -> list[str]:
     """The one message that has no end of line counts as one all the same."""
-    lines = [line.strip(b"\r") for line in text.replace(b"error..!", b"error..!\n").split(b"\n")]
+    *lines, begun = [line.strip(b"\r") for line in text.replace(b"error..!", b"error..!\n").split(b"\n")]
+    # In the middle of a flood the last one is still being written.
+    if not any(line.startswith(begun) for line in lines):
+        lines.append(begun)
     return [line.decode() for line in lines if line and not STATISTICS.fullmatch(line)]
 
 
@@ -106,6 +109,19 @@ def said(stdout: bytes, stderr: bytes) -> list[str]:
             often = "" if count == 1 else " without a pause" if count >= FLOOD // 2 else " each time"
             found.append(f"{stream} `{line}`{often}")
     return found or [SILENT]
+
+
+def heard(daemon: Daemon, fault: Fault) -> list[str]:
+    """What the daemon has printed.
+
+    A failure is seen before what is printed of it: all that is expected is waited for.
+    """
+    wanted = {text for text in fault.expected if text.startswith(("stdout `", "stderr `"))}
+    try:
+        wait_for("what is printed", lambda: wanted <= {*said(daemon.stdout(), daemon.stderr())})
+    except Timeout:
+        pass  # the comparison tells what is missing
+    return said(daemon.stdout(), daemon.stderr())
 
 
 def switched(session: Vty) -> str:
