@@ -13,9 +13,19 @@ target_compile_options(horad_options INTERFACE
   -Wno-missing-field-initializers
   # The same floating-point results on every machine.
   -ffp-contract=off
-  # __FILE__ (seen in libfrr's log references) without the builder's path.
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
 )
+
+# No path of the builder's in __FILE__ (seen in libfrr's log references) and in the debug
+# information: the compiler names headers by where they are behind links, when that is
+# shorter.  Of two that fit the later one counts.
+foreach(folder ${frr_prefix} ${CMAKE_SYSROOT})
+  file(REAL_PATH ${folder} real_folder)
+  cmake_path(RELATIVE_PATH folder BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE shown_folder)
+  target_compile_options(horad_options INTERFACE -ffile-prefix-map=${real_folder}=${shown_folder})
+endforeach()
+file(REAL_PATH ${CMAKE_SOURCE_DIR} real_folder)
+target_compile_options(horad_options INTERFACE
+  -ffile-prefix-map=${real_folder}/= -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
 if(HORAD_COVERAGE)
   # The counts of all processes of a program are added up in one file, as they

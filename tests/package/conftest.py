@@ -7,6 +7,7 @@ builds them first (build/packages).
 """
 from __future__ import annotations
 
+import os
 import subprocess
 import sys
 from pathlib import Path
@@ -18,10 +19,18 @@ sys.path[:0] = [str(Path(__file__).resolve().parents[2] / "tools"), str(Path(__f
 from throwaway import PROJECT, Debian  # noqa: E402
 
 
-def build_packages(folder: Path, *before: str) -> dict[str, Path]:
-    subprocess.run([*before, str(PROJECT / "tools" / "package"), "--output", str(folder)], check=True,
-                   stdout=subprocess.DEVNULL)  # fmt: skip
-    return {path.stem.rsplit("_", 1)[1]: path for path in folder.glob("*.deb")}
+def build_packages(folder: Path, *before: str, clone: Path = PROJECT) -> dict[str, Path]:
+    """Packages made in a clone, by architecture; those of debug information are beside them."""
+    revision = subprocess.run(["git", "-c", f"safe.directory={PROJECT}", "-C", PROJECT, "describe", "--always", "--dirty",
+                               "--abbrev=12"], capture_output=True, text=True).stdout.strip()  # fmt: skip
+    # Whoever builds a copy without the history names the revision.
+    subprocess.run([*before, str(clone / "tools" / "package"), "--output", str(folder)], check=True,
+                   stdout=subprocess.DEVNULL, env={**os.environ, "HORAD_REVISION": revision})  # fmt: skip
+    return by_architecture(folder, "horad")
+
+
+def by_architecture(folder: Path, name: str) -> dict[str, Path]:
+    return {path.stem.rsplit("_", 1)[1]: path for path in folder.glob(f"{name}_*.deb")}
 
 
 @pytest.fixture(scope="session")

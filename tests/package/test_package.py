@@ -5,13 +5,16 @@ from __future__ import annotations
 import hashlib
 import os
 import re
+import shutil
 import stat
 import subprocess
+from datetime import datetime, timezone
+from email.utils import parsedate_to_datetime
 from pathlib import Path
 
 import pytest
 
-from conftest import build_packages
+from conftest import build_packages, by_architecture
 from throwaway import PROJECT, Debian, changed, needed, pack, programs, tree
 
 ARCHITECTURES = pytest.mark.parametrize("architecture", ["amd64", "arm64"])
@@ -22,6 +25,7 @@ PRIVATE = {"libcli_helper.so", "libconfig_db.so", "libfrr.so.0", "libzone_catalo
 NO_NETWORK = ("unshare", "--net")
 INSTALL = "dpkg --install /packages/horad.deb"
 CONFIGURATION = "/etc/frr/horad.conf"
+OPTIONS = {"/etc/default/horad", "/etc/logrotate.d/horad"}
 DATABASE = "/var/lib/horad/config.db"
 
 
@@ -51,11 +55,14 @@ def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) 
         "usr/share/man/man8/horad.8.gz",
     ):
         assert (unpacked / name).is_file()
-    for name, mode in ((CONFIGURATION, 0o640), ("/etc/default/horad", 0o644)):
+    for name in OPTIONS:
         status = (unpacked / name.lstrip("/")).stat()
-        assert stat.S_IMODE(status.st_mode) == mode
+        assert stat.S_IMODE(status.st_mode) == 0o644
         assert (status.st_uid, status.st_gid) == (0, 0)
-    assert (unpacked / "DEBIAN" / "conffiles").read_text().split() == ["/etc/default/horad", CONFIGURATION]
+    assert set((unpacked / "DEBIAN" / "conffiles").read_text().split()) == OPTIONS
+    assert not (unpacked / CONFIGURATION.lstrip("/")).exists()
+    sample = unpacked / "usr" / "share" / "doc" / "horad" / "examples" / "horad.conf"
+    assert sample.is_symlink() and sample.read_bytes() == (PROJECT / "packaging" / "horad.conf").read_bytes()
 
 
 @ARCHITECTURES
@@ -94,17 +101,61 @@ def test_lintian(packages: dict[str, Path]) -> None:
 
 
 def test_reproducible(packages: dict[str, Path], tmp_path: Path) -> None:
-    """Built once more, in another folder, without a network, over what an interrupted run left."""
+    """Built once more, in another clone, without a network, over what an interrupted run left."""
+    clone = tmp_path / "another" / "clone"
+    listed = subprocess.run([PROJECT / "tools" / "files"], check=True, capture_output=True, text=True).stdout
+    for name in listed.splitlines():
+        (clone / name).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(PROJECT / name, clone / name)
+    deps = clone / "build" / "deps"
+    deps.mkdir(parents=True)
+    for name in ("frr", "peers", "arm64"):
+        shutil.copytree(PROJECT / "build" / "deps" / name, deps / name, symlinks=True)
+    shutil.copy(PROJECT / "build" / "deps" / "arm64" / "root.made", deps / "arm64")
+
     folder = tmp_path / "elsewhere" / "second"
     (folder / "tree" / "arm64").mkdir(parents=True)
     for architecture in packages:
         (folder / f"horad_0.0.1_{architecture}.deb").write_text("an old one")
-    again = build_packages(folder, *NO_NETWORK)
-    digest = lambda path: hashlib.sha256(path.read_bytes()).hexdigest()  # noqa: E731
-    assert {path.name: digest(path) for path in again.values()} == {
-        path.name: digest(path) for path in packages.values()
-    }
+    build_packages(folder, *NO_NETWORK, clone=clone)
+    made = PROJECT / "build" / "packages"
+    assert digests(folder) == digests(made)
+    assert len(digests(made)) == 2 * len(packages)
     assert not (folder / "tree").exists()
+
+
+def digests(folder: Path) -> dict[str, str]:
+    return {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in folder.glob("*.deb")}
+
+
+@ARCHITECTURES
+def test_debug_information(packages: dict[str, Path], architecture: str, tmp_path: Path) -> None:
+    """Of all that is in the package, and with no folder of the builder's."""
+    debug = by_architecture(packages[architecture].parent, "horad-dbgsym")[architecture]
+    unpacked = tree(debug, tmp_path / "debug")
+    found = {path.parent.name + path.stem: path for path in unpacked.rglob("*.debug")}
+    for path in programs(tree(packages[architecture], tmp_path / "tree")):
+        notes = subprocess.run(["readelf", "--notes", str(path)], check=True, capture_output=True, text=True).stdout
+        build_id = re.search(r"Build ID: (\w+)", notes)
+        assert build_id is not None
+        sections = subprocess.run(["readelf", "--debug-dump=info,line", "--wide", str(found.pop(build_id[1]))], check=True,
+                                  capture_output=True, text=True, errors="replace").stdout  # fmt: skip
+        assert "DW_AT_name" in sections
+        assert str(PROJECT) not in sections and "/packages/tree" not in sections
+    assert found == {}
+
+
+def test_version(packages: dict[str, Path]) -> None:
+    """The same everywhere, with a dated entry in both lists of changes."""
+    version = re.search(r"project\(horad VERSION (\S+)", (PROJECT / "CMakeLists.txt").read_text())
+    assert version is not None
+    assert {field(package, "Version") for package in packages.values()} == {version[1]}
+    dated = re.search(r"^ -- .*>  (.*)$", (PROJECT / "packaging/debian/changelog").read_text(), re.MULTILINE)
+    assert dated is not None
+    day = parsedate_to_datetime(dated[1])
+    assert day <= datetime.now(timezone.utc)
+    newest = re.search(r"^## (.*)$", (PROJECT / "CHANGELOG.md").read_text(), re.MULTILINE)
+    assert newest is not None and newest[1] == f"{version[1]} - {day:%Y-%m-%d}"
 
 
 @pytest.mark.parametrize("arguments", [["--output"], ["riscv64"], ["arm64", "amd64"], ["--nonsense"]])
@@ -181,6 +232,95 @@ def test_install(debian: Debian) -> None:
     assert accepted.stdout == ""
 
 
+def configuration(debian: Debian) -> str:
+    """Its mode and owner, and all of it."""
+    return debian.run(f"stat -c '%a %U:%G' {CONFIGURATION}; cat {CONFIGURATION}").stdout
+
+
+SAMPLE = "640 root:root\n" + (PROJECT / "packaging" / "horad.conf").read_text()
+
+
+def test_the_sample_becomes_the_configuration(debian: Debian) -> None:
+    # Also on a machine that keeps no documents.
+    debian.run("echo 'path-exclude=/usr/share/doc/*' >/etc/dpkg/dpkg.cfg.d/no-documents")
+    debian.run(INSTALL)
+    assert configuration(debian) == SAMPLE
+    # It is the operator's, though: nobody misses it in the package.
+    assert debian.run("dpkg --verify horad | grep -v /usr/share/doc/; true").stdout == ""
+    assert CONFIGURATION not in debian.run("dpkg-query -W -f '${Conffiles}' horad").stdout
+
+
+def test_a_configuration_that_was_there(debian: Debian) -> None:
+    debian.run(f"mkdir -p /etc/frr; echo 'hostname mine' >{CONFIGURATION}; chmod 600 {CONFIGURATION}")
+    debian.run(INSTALL)
+    assert configuration(debian) == "600 root:root\nhostname mine\n"
+
+
+@pytest.fixture
+def older(debian: Debian, packages: dict[str, Path], native: str, tmp_path: Path) -> str:
+    """Installs what 0.1.0 was: the configuration was a file of the package's, with an older sample."""
+    folder = tree(packages[native], tmp_path / "older")
+    for name in ("control", "conffiles"):
+        path = folder / "DEBIAN" / name
+        path.write_text(path.read_text().replace(f"Version: {field(packages[native], 'Version')}", "Version: 0.1.0"))
+    with (folder / "DEBIAN" / "conffiles").open("a") as conffiles:
+        conffiles.write(f"{CONFIGURATION}\n")
+    (folder / "DEBIAN" / "postinst").unlink()
+    (folder / "etc" / "frr").mkdir()
+    (folder / "etc" / "frr" / "horad.conf").write_text("! An older sample\n")
+    (folder / "etc" / "frr" / "horad.conf").chmod(0o640)
+    pack(folder, tmp_path / "packages" / "older.deb")
+    debian.run("dpkg --install /packages/older.deb")
+    assert CONFIGURATION in debian.run("dpkg-query -W -f '${Conffiles}' horad").stdout
+    return "640 root:root\n! An older sample\n"
+
+
+UPGRADES = pytest.mark.parametrize("upgrade", [INSTALL, "apt-get --yes install /packages/horad.deb"], ids=["dpkg", "apt"])
+
+
+@UPGRADES
+@pytest.mark.parametrize("mine", ["", "hostname mine\n"], ids=["as it came", "changed"])
+def test_upgrade_from_a_configuration_of_the_packages(debian: Debian, older: str, upgrade: str, mine: str) -> None:
+    """It stays what it was, and nobody is asked (there is nobody: standard input is empty)."""
+    debian.run(f"printf '{mine}' >>{CONFIGURATION}")
+    debian.run(upgrade)
+    assert debian.run("dpkg --audit").stdout == ""
+    assert configuration(debian) == older + mine
+    assert debian.run("ls /etc/frr").stdout == "horad.conf\n"
+    # And once more, now that dpkg knows the file as a former one.
+    debian.run(f"echo 'hostname later' >>{CONFIGURATION}")
+    debian.run(INSTALL)
+    assert configuration(debian) == older + mine + "hostname later\n"
+    # It is kept by a removal, and gone after a purge.
+    debian.run("dpkg --remove horad")
+    assert configuration(debian) == older + mine + "hostname later\n"
+    debian.run("dpkg --purge horad")
+    assert debian.run("ls /etc/frr", check=False).returncode != 0
+
+
+def test_upgrade_after_the_operator_has_deleted_the_configuration(debian: Debian, older: str) -> None:
+    """There is one again: without it nobody could log in."""
+    debian.run(f"rm {CONFIGURATION}")
+    debian.run(INSTALL)
+    assert configuration(debian) == SAMPLE
+
+
+def test_back_to_a_configuration_of_the_packages(debian: Debian, older: str) -> None:
+    debian.run(f"echo 'hostname mine' >>{CONFIGURATION}")
+    debian.run(INSTALL)
+    debian.run("dpkg --install /packages/older.deb")
+    assert configuration(debian) == older + "hostname mine\n"
+
+
+def test_a_changed_sample_asks_nothing(debian: Debian, packages: dict[str, Path], native: str, tmp_path: Path) -> None:
+    debian.run(INSTALL)
+    debian.run(f"echo 'hostname mine' >>{CONFIGURATION}")
+    newer = changed(packages[native], tmp_path, {"Version": "9.0"}, {"usr/share/horad/horad.conf": "! Another sample\n"})
+    newer.rename(tmp_path / "packages" / "newer.deb")
+    debian.run("apt-get --yes install /packages/newer.deb")
+    assert configuration(debian) == SAMPLE + "hostname mine\n"
+
+
 def test_what_it_needs_is_named(debian: Debian) -> None:
     """On a system without one of the libraries it stays unconfigured, with the name."""
     debian.run("dpkg --force-depends --remove libyang2")
@@ -218,7 +358,7 @@ def test_remove_keeps_what_is_the_operators(debian: Debian) -> None:
 def test_purge_leaves_nothing(debian: Debian) -> None:
     before = debian.files()
     debian.run(INSTALL)
-    debian.run(f"cp {CONFIGURATION} {CONFIGURATION}.sav; mkdir -p /var/lib/horad /var/log/horad; touch {DATABASE}")
+    debian.run(f"cp {CONFIGURATION} {CONFIGURATION}.sav; echo 'hostname mine' >>{CONFIGURATION}; mkdir -p /var/lib/horad /var/log/horad; touch {DATABASE}")
     debian.run("ln -sf /usr/share/zoneinfo/Europe/Paris /etc/localtime")
     debian.run("dpkg --purge horad")
     assert debian.files() - before == set()
@@ -226,6 +366,13 @@ def test_purge_leaves_nothing(debian: Debian) -> None:
     # The zone is the system's.
     assert debian.run("readlink /etc/localtime").stdout == "/usr/share/zoneinfo/Europe/Paris\n"
     assert debian.run("ls -d /var/lib/horad /var/log/horad", check=False).returncode != 0
+
+
+def test_purge_leaves_other_daemons_configurations(debian: Debian) -> None:
+    debian.run(INSTALL)
+    debian.run("touch /etc/frr/zebra.conf")
+    debian.run("dpkg --purge horad")
+    assert debian.run("ls /etc/frr").stdout == "zebra.conf\n"
 
 
 def test_takes_another_time_daemons_place(debian: Debian, tmp_path: Path) -> None:

@@ -165,6 +165,19 @@ def test_it_promises_no_right_clock(unit: Unit) -> None:
     assert "time-set.target" not in unit.words("Unit", "Before") + unit.words("Unit", "Wants")
 
 
+def test_a_crash_loop_ends_and_an_operator_does_not_end_it(unit: Unit) -> None:
+    def seconds(section: str, name: str) -> int:
+        (text,) = unit.words(section, name)
+        return int(text.removesuffix("min")) * 60 if text.endswith("min") else int(text)
+
+    interval = seconds("Unit", "StartLimitIntervalSec")
+    starts = int(unit.words("Unit", "StartLimitBurst")[0])
+    # Of a daemon that dies within two seconds.
+    assert starts * (seconds("Service", "RestartSec") + 2) < interval
+    # Of an operator who tries something every 15 seconds.
+    assert interval // 15 <= starts
+
+
 def test_command_line(unit: Unit) -> None:
     assert unit.command() == [
         "/usr/sbin/horad", "--vty_socket", "/run/horad", "-i", "/run/horad/horad.pid",

@@ -72,14 +72,16 @@ def pack(folder: Path, package: Path) -> Path:
     return package
 
 
-def changed(package: Path, folder: Path, fields: Mapping[str, str]) -> Path:
-    """The same package with other control fields."""
+def changed(package: Path, folder: Path, fields: Mapping[str, str], files: Mapping[str, str] = {}) -> Path:
+    """The same package with other control fields, and with other texts of some of its files."""
     unpacked = tree(package, folder / "tree")
     control = unpacked / "DEBIAN" / "control"
     text = control.read_text()
     for name, value in fields.items():
         text = re.sub(rf"^{name}: .*$", f"{name}: {value}", text, flags=re.MULTILINE)
     control.write_text(text)
+    for name, content in files.items():
+        (unpacked / name).write_text(content)
     return pack(unpacked, folder / "changed.deb")
 
 
