@@ -25,7 +25,7 @@ if(HORAD_INSTALL_LIBFRR)
 endif()
 
 # Samples: an installed configuration is the operator's, and is not overwritten.
-install(FILES packaging/horad.conf packaging/horad.default
+install(FILES packaging/horad.conf packaging/horad.default packaging/horad.nft
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT daemon)
 install(PROGRAMS packaging/restore-configuration DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/horad COMPONENT daemon)
 install(FILES docs/horad.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
