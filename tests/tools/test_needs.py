@@ -1,0 +1,64 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""Nothing is set up or built that is not needed."""
+from __future__ import annotations
+
+import pytest
+
+from conftest import Clone
+
+NATIVE, PEERS = "build-libfrr", "fetch-peers"
+ARM64 = ["debian-tree sysroot arm64 build/deps/arm64/root", "build-libfrr arm64"]
+SYSTEM = "debian-tree system build/deps/debian"
+
+
+def noted(clone: Clone, *scripts: str) -> None:
+    """Instead of doing anything, these only note that they were called."""
+    for script in scripts:
+        clone.replace(script, f'[ "$*" = --needs ] || echo "{script.removeprefix("tools/")}${{*:+ $*}}" >>{clone.folder}/calls')
+
+
+def calls(clone: Clone) -> list[str]:
+    path = clone.folder / "calls"
+    return path.read_text().splitlines() if path.exists() else []
+
+
+@pytest.mark.parametrize(
+    ("options", "prefix", "expected"),
+    [
+        ([], None, [NATIVE, PEERS]),
+        ([], "/opt/libfrr", [PEERS]),
+        (["--quick"], None, [NATIVE, PEERS]),
+        (["--lint"], None, [NATIVE, PEERS]),
+        (["--package"], None, [NATIVE, PEERS]),
+        (["--package"], "/opt/libfrr", [NATIVE, PEERS]),
+        (["--package", "--arm64"], None, [NATIVE, *ARM64, PEERS]),
+        (["--arm64"], "/opt/libfrr", [NATIVE, *ARM64, PEERS]),
+        (["--tests"], None, [NATIVE, *ARM64, SYSTEM, PEERS]),
+    ],
+)
+def test_set_up(clone: Clone, options: list[str], prefix: str | None, expected: list[str]) -> None:
+    clone.program("dpkg-query", "echo -n installed")
+    noted(clone, "tools/build-libfrr", "tools/debian-tree", "tools/fetch-peers")
+    if prefix is not None:
+        clone.environment["HORAD_FRR_PREFIX"] = prefix
+    done = clone.run("tools/setup", *options)
+    assert (done.returncode, done.stderr) == (0, "")
+    assert calls(clone) == expected
+
+
+@pytest.mark.parametrize(
+    ("command", "expected"),
+    [
+        (["run"], ["setup", "build release horad clock_shim"]),
+        (["test", "--quick"], ["setup --quick", "build release"]),
+        (["test", "--lint"], ["setup --lint", "build release", "lint"]),
+        (["tools/package", "{native}"], ["setup --package"]),
+        (["tools/package"], ["setup --package --arm64"]),
+    ],
+)
+def test_callers(clone: Clone, native: str, command: list[str], expected: list[str]) -> None:
+    noted(clone, "tools/setup", "tools/build", "tools/lint")
+    clone.program("ctest", "exit 1")
+    clone.program("dpkg-buildpackage", "exit 1")
+    clone.run(*(word.format(native=native) for word in command))
+    assert calls(clone) == expected
