@@ -10,13 +10,13 @@ from lab import Daemon
 
 from ..bench import PRIMARY, START, Bench
 from ..database import DATABASE, HOLD, rows
-from ..ntp_server import truthful
+from ..ntp_server import NtpServer, once, truthful
 from ..packet import timestamp
 from .client import STEPPED
 from .fault import QUICK, STEP, Fault, heard, steps, switched, wait_faults, wait_step
 
 
-def step_with(bench: Bench, fault: Fault) -> tuple[Daemon, list[str]]:
+def step_with(bench: Bench, fault: Fault) -> tuple[Daemon, NtpServer, list[str]]:
     """A step, while something is wrong."""
     server = bench.server()
     daemon = bench.polling(PRIMARY, scale=QUICK, clock_frozen=START)
@@ -24,13 +24,13 @@ def step_with(bench: Bench, fault: Fault) -> tuple[Daemon, list[str]]:
     shim = daemon.shim
     shim.requests(1)
     fault.begin(shim)
-    server.answer = truthful(timestamp(START + STEP))
+    server.answer = once(truthful(timestamp(START + STEP)))
     wait_step(shim)
     wait_faults(daemon, fault)
     (result,) = (event["result"] for event in shim.events("diff_time_done"))
     session = bench.vty(daemon)
     assert steps(shim) == 1
-    return daemon, [
+    return daemon, server, [
         STEPPED,
         "step stored" if result == 0 else "step not stored",
         *heard(daemon, fault),
@@ -40,14 +40,15 @@ def step_with(bench: Bench, fault: Fault) -> tuple[Daemon, list[str]]:
 
 def database(bench: Bench, fault: Fault) -> list[str]:
     """A step of the clock, while a call fails that SQLite makes for the database's files."""
-    daemon, found = step_with(bench, fault)
+    daemon, server, found = step_with(bench, fault)
     assert daemon.shim is not None
     fault.end(daemon.shim)
-    return [*found, next_step(bench, daemon)]
+    return [*found, next_step(bench, daemon, server)]
 
 
-def next_step(bench: Bench, daemon: Daemon) -> str:
+def next_step(bench: Bench, daemon: Daemon, server: NtpServer) -> str:
     assert daemon.shim is not None
+    server.answer = once(truthful(timestamp(START + STEP)))
     daemon.shim.skip()
     result = daemon.shim.wait_events("diff_time_done", 2)[1]["result"]
     assert result == 0, daemon.stderr()
@@ -68,9 +69,9 @@ FOLDER = "/var/lib/horad"
 def useless(bench: Bench, fault: Fault) -> list[str]:
     """A step of the clock, while the database's file is useless from the start."""
     with TROUBLES[fault.what](bench) as end:
-        daemon, found = step_with(bench, fault)
+        daemon, server, found = step_with(bench, fault)
         end()
-        return [*found, next_step(bench, daemon)]
+        return [*found, next_step(bench, daemon, server)]
 
 
 Trouble = Iterator[Callable[[], object]]
