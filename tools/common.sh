@@ -39,7 +39,7 @@ lock_build() {
 }
 
 unlock_build() {
-    exec {lock}>&-
+    [ -z "${lock-}" ] || exec {lock}>&-
     unset HORAD_LOCKED
 }
 
