@@ -5,32 +5,8 @@
 #include <cstring>
 
 #include "tz/calendar.h"
-#include "tz/tz_string.h"
 
 namespace {
-
-/// Makes area.footer of the footer's rule string, and sets where in it the
-/// transitions of rules are.
-bool parse_footer(zone_work_area &area, std::size_t start, std::size_t length,
-                  rule_transitions &rules) {
-    unsigned char *const footer = area.file + start;
-    if (length <= 2 || footer[0] != '\n' || footer[length - 1] != '\n')
-        return false;
-    footer[length - 1] = '\0';
-
-    tz_description description;
-    if (!scan_tz_string(reinterpret_cast<const char *>(footer + 1), description, false))
-        return false;
-    // The rules file may take the zone file's place: that is decoded already.
-    bool rules_loaded = false;
-    if (needs_rules_file(description)) {
-        std::size_t rules_length = 0;
-        rules_loaded = read_zone_file("posixrules", area, rules_length) == 0 &&
-                       decode_zone(area, rules_length, area.footer, rules, false) == 0;
-    }
-    rules = build_zone(description, rules_loaded, area.footer);
-    return true;
-}
 
 /// Finds a place for an abbreviation: at any position from which the store
 /// reads like it (the end of a longer name will do), else behind the others.
@@ -116,16 +92,70 @@ void count_leap_seconds(const zone_data &zone, zone_data &footer) {
             footer.transition_times[i], leap_correction(zone, footer.transition_times[i]));
 }
 
+bool are_equivalent(const zone_data &zone, int a, int b) {
+    const zone_type &x = zone.types[zone.transition_types[a]];
+    const zone_type &y = zone.types[zone.transition_types[b]];
+    return x.utc_offset == y.utc_offset && x.is_dst == y.is_dst && x.is_std == y.is_std &&
+           x.is_ut == y.is_ut &&
+           std::strcmp(type_abbreviation(zone, x), type_abbreviation(zone, y)) == 0;
+}
+
+/// Whether a transition at `time` is equivalent to that at `end`, one of the
+/// table's two.  Of several at that time any will do.
+bool recurs(const zone_data &zone, bool any_order, int end, std::int64_t time) {
+    const std::int64_t *const times = zone.transition_times;
+    int first = 0;
+    int behind = zone.transition_count;
+    if (!any_order) {
+        const auto near = static_cast<int>(std::lower_bound(times, times + behind, time) - times);
+        first = std::max(near - rule_disorder, 0);
+        behind = std::min(near + rule_disorder, behind);
+    }
+    for (int i = first; i < behind; ++i)
+        if (times[i] == time && are_equivalent(zone, i, end))
+            return true;
+    return false;
+}
+
+/// Whether the table repeats: whether what its first (last) transition brings
+/// comes again (came before) exactly 400 years away.
+void find_repeats(zone_data &zone, const rule_transitions &rules) {
+    zone.go_back = zone.go_ahead = false;
+    if (zone.transition_count < 2)
+        return;
+    const bool any_order = rules.from < zone.transition_count && rules.per_cycle == 0;
+    const int last = zone.transition_count - 1;
+    std::int64_t time = 0;
+    zone.go_back =
+        !__builtin_add_overflow(zone.transition_times[0], seconds_per_400_years, &time) &&
+        recurs(zone, any_order, 0, time);
+    zone.go_ahead =
+        !__builtin_sub_overflow(zone.transition_times[last], seconds_per_400_years, &time) &&
+        recurs(zone, any_order, last, time);
+}
+
+/// The type before the first transition: what the file means by its order of
+/// types, and failing that any standard time.
+int find_default_type(const zone_data &zone) {
+    const int count = zone.transition_count;
+    if (std::memchr(zone.transition_types, 0, static_cast<std::size_t>(count)) == nullptr)
+        return 0;
+    if (zone.types[zone.transition_types[0]].is_dst)
+        for (int i = zone.transition_types[0] - 1; i >= 0; --i)
+            if (!zone.types[i].is_dst)
+                return i;
+    for (int i = 0; i < zone.type_count; ++i)
+        if (!zone.types[i].is_dst)
+            return i;
+    return 0;
+}
+
 } // namespace
 
-rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_t length,
-                             zone_data &zone) {
+rule_transitions extend_zone(zone_data &footer, const rule_transitions &rules, zone_data &zone) {
     constexpr int most_types = ZONE_MAX_TYPES - 2; // a rule string brings two
-    zone_data &footer = area.footer;
-    rule_transitions rules{};
-    if (zone.type_count > most_types || !parse_footer(area, start, length, rules) ||
-        !merge_abbreviations(footer, zone))
-        return {.from = zone.transition_count, .per_cycle = 0};
+    if (zone.type_count > most_types || !merge_abbreviations(footer, zone))
+        return no_rules(zone);
     drop_repeats_at_end(zone);
     count_leap_seconds(zone, footer);
     const int from = zone.transition_count;
@@ -133,4 +163,12 @@ rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_
     for (int i = 0; i < footer.type_count; ++i)
         zone.types[zone.type_count++] = footer.types[i];
     return {.from = from, .per_cycle = rules.per_cycle};
+}
+
+bool complete_zone(zone_data &zone, const rule_transitions &rules) {
+    if (zone.type_count == 0)
+        return false;
+    find_repeats(zone, rules);
+    zone.default_type = find_default_type(zone);
+    return true;
 }

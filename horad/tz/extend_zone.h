@@ -1,16 +1,25 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Going on after a zone file's table with the rule string in its footer.
+// What lies beyond a zone file's table: the rule string in its footer goes on after
+// it, it may repeat, and something is in force before it.  Pure.
 #pragma once
 
-#include <cstddef>
+#include "tz/zone_state.h"
 
-#include "tz/tzif.h"
+/// A zone whose transitions no rule string brought.
+inline rule_transitions no_rules(const zone_data &zone) {
+    return {.from = zone.transition_count, .per_cycle = 0};
+}
 
-/// Extends a record by the footer at area.file[start], `length` bytes long.  A
-/// footer that is missing, malformed or does not fit changes nothing.  The area
-/// is scratch afterwards.
+/// Appends a footer's zone to a file's.  What does not fit changes nothing.
+///
+/// footer  scratch afterwards
+/// rules   of which kind its transitions are
 ///
 /// Returns which of the record's transitions the footer brought.
-rule_transitions extend_zone(zone_work_area &area, std::size_t start, std::size_t length,
-                             zone_data &zone);
+[[nodiscard]] rule_transitions extend_zone(zone_data &footer, const rule_transitions &rules,
+                                           zone_data &zone);
+
+/// Finds out whether a table repeats, and what is in force before it.  False for a
+/// zone without any type.
+[[nodiscard]] bool complete_zone(zone_data &zone, const rule_transitions &rules);

@@ -5,90 +5,100 @@
 #include <cerrno>
 #include <cstring>
 
-#include <fcntl.h>
-#include <unistd.h>
-
+#include "tz/extend_zone.h"
 #include "tz/tz_string.h"
+#include "tz/tzif.h"
+#include "tz/zone_file.h"
 
 namespace {
 
-/// Whether a name has a ".." component, and so may leave the zone folder.
-bool climbs(const char *name) {
-    for (const char *part = name;; ++part) {
-        if (part[0] == '.' && part[1] == '.' && (part[2] == '/' || part[2] == '\0'))
-            return true;
-        part = std::strchr(part, '/');
-        if (part == nullptr)
-            return false;
+constexpr char rules_file[] = "posixrules";
+
+/// What loading a zone needs besides the record itself, about 83 kB.  It lies on
+/// the stack: loading takes nothing from the heap.
+struct work_area {
+    unsigned char file[zone_file_limit];
+    zone_data footer; ///< the zone of the rule string behind the table
+};
+static_assert(sizeof(work_area) == zone_path_size);
+
+int read_file(const char *name, work_area &area, std::size_t &length) {
+    auto *bytes = reinterpret_cast<unsigned char *>(&area);
+    return read_zone_file(name, std::span<unsigned char, zone_path_size>(bytes, zone_path_size),
+                          length);
+}
+
+/// The rule string of a footer, which stands between two newlines; null when there is
+/// none.  The second newline becomes its end.
+const char *rule_string_of(std::span<unsigned char> footer) {
+    if (footer.size() <= 2 || footer.front() != '\n' || footer.back() != '\n')
+        return nullptr;
+    footer.back() = '\0';
+    return reinterpret_cast<const char *>(footer.data() + 1);
+}
+
+/// Makes area.footer of a footer, and tells of which kind its transitions are.  False
+/// when it is missing or malformed.
+bool make_footer_zone(work_area &area, std::span<unsigned char> footer, rule_transitions &rules) {
+    tz_description description;
+    const char *text = rule_string_of(footer);
+    if (text == nullptr || !scan_tz_string(text, description, false))
+        return false;
+    // The rules file may take the zone file's place: that is decoded already.
+    bool rules_loaded = false;
+    if (needs_rules_file(description)) {
+        std::size_t length = 0;
+        std::span<unsigned char> ignored;
+        rules_loaded = read_file(rules_file, area, length) == 0 &&
+                       decode_tzif({area.file, length}, area.footer, ignored) &&
+                       complete_zone(area.footer, no_rules(area.footer));
     }
+    rules = build_zone(description, rules_loaded, area.footer);
+    return true;
 }
 
-/// Opens a file for reading.  A FIFO would wait for a writer for ever, so
-/// nothing is waited for; for other files that makes no difference.
-int open_zone_file(const char *path, int &fd) {
-    fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    return fd < 0 ? errno : 0;
-}
-
-/// Joins a name to the zone folder.  The path lies where the file's bytes will.
-const char *join_to_folder(const char *name, zone_work_area &area) {
-    static_assert(sizeof area == sizeof zone_folder + longest_zone_name);
-    auto *path = reinterpret_cast<char *>(&area);
-    std::memcpy(path, zone_folder, sizeof zone_folder - 1);
-    std::memcpy(path + sizeof zone_folder - 1, name, std::strlen(name) + 1); // checked
-    return path;
-}
-
-int read_bytes(int fd, zone_work_area &area, std::size_t &length) {
-    const ssize_t count = read(fd, area.file, sizeof area.file);
-    const int read_error = errno;
-    if (close(fd) != 0 && count >= 0)
-        return errno;
-    if (count < 0)
-        return read_error;
-    length = static_cast<std::size_t>(count);
-    return 0;
+/// Makes a zone of the first `length` bytes of area.file.  Returns 0 or EINVAL.
+int make_zone(work_area &area, std::size_t length, zone_state &zone, bool extend) {
+    std::span<unsigned char> footer;
+    if (!decode_tzif({area.file, length}, zone, footer))
+        return EINVAL;
+    rule_transitions rules{};
+    if (extend && make_footer_zone(area, footer, rules))
+        zone.rules = extend_zone(area.footer, rules, zone);
+    else
+        zone.rules = no_rules(zone);
+    return complete_zone(zone, zone.rules) ? 0 : EINVAL;
 }
 
 } // namespace
 
-int read_zone_file(const char *name, zone_work_area &area, std::size_t &length) {
-    if (name == nullptr)
-        name = default_zone_path;
-    else if (name[0] == ':')
-        ++name;
-
-    const char *path = name;
-    bool test_access = true;
-    if (name[0] != '/') {
-        if (strnlen(name, longest_zone_name + 1) > longest_zone_name)
-            return ENAMETOOLONG;
-        test_access = climbs(name);
-        path = join_to_folder(name, area);
-    }
-    if (test_access && access(path, R_OK) != 0)
-        return errno;
-    int fd = -1;
-    if (const int error = open_zone_file(path, fd); error != 0)
-        return error;
-    return read_bytes(fd, area, length);
-}
-
 // The work area must stay off callers' frames: parse_tz_string() loads another
 // file after this one failed.
 [[gnu::noinline]] int load_zone(const char *name, zone_state *state, bool extend) {
-    zone_work_area area; // not cleared: only what was written is read
+    work_area area; // not cleared: only what was written is read
     std::size_t length = 0;
-    if (const int error = read_zone_file(name, area, length); error != 0)
+    if (const int error = read_file(name, area, length); error != 0)
         return error;
-    return decode_zone(area, length, *state, state->rules, extend);
+    return make_zone(area, length, *state, extend);
 }
 
 int load_zone_bytes(std::span<const unsigned char> file, zone_state *state, bool extend) {
-    zone_work_area area;
+    work_area area;
     const std::size_t length = std::min(file.size(), sizeof area.file);
     std::copy_n(file.begin(), length, area.file);
-    return decode_zone(area, length, *state, state->rules, extend);
+    return make_zone(area, length, *state, extend);
+}
+
+bool parse_tz_string(const char *text, zone_state *state, bool last_ditch) {
+    tz_description description;
+    if (!scan_tz_string(text, description, last_ditch))
+        return false;
+    // Also where its rules are not needed: its leap seconds count.
+    const bool rules_loaded = load_zone(rules_file, state, false) == 0;
+    if (!rules_loaded)
+        state->leap_count = 0;
+    state->rules = build_zone(description, rules_loaded, *state);
+    return true;
 }
 
 void scrub_abbreviations(zone_state *state) {

@@ -1,27 +1,16 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Zones by name: from zone files, and from TZ values.
+// Zones by name: which file or rule string serves, and in which order they are tried.
 #pragma once
 
 #include <cstddef>
 #include <span>
 
-#include "tz/tzif.h"
 #include "tz/zone_state.h"
-
-/// The zone that a null name stands for.
-inline constexpr char default_zone_path[] = "/etc/localtime";
-
-/// Where relative names are looked for.
-inline constexpr char zone_folder[] = "/usr/share/zoneinfo/";
-
-/// Longest relative name.
-inline constexpr std::size_t longest_zone_name = 84531;
 
 /// Loads a zone file by name into `state`.
 ///
-/// name    a path, a name below zone_folder, or null for the default zone; a
-///         leading ":" is skipped
+/// name    as read_zone_file() takes it
 /// extend  use the rule string in the file's footer to go on after its table
 ///
 /// Returns 0 or an errno value.  After a failure `state` is partly written.
@@ -29,6 +18,15 @@ int load_zone(const char *name, zone_state *state, bool extend);
 
 /// The same from a file's bytes (at most zone_file_limit are looked at).
 int load_zone_bytes(std::span<const unsigned char> file, zone_state *state, bool extend);
+
+/// Fills `state` from a TZ string.  Its index is not built.  Reads the rules file,
+/// /usr/share/zoneinfo/posixrules, for its leap seconds and, where the string has no
+/// rules, its transitions.
+///
+/// last_ditch  the text begins with "GMT": see scan_tz_string()
+///
+/// Returns false, with `state` partly written, when the text is malformed.
+bool parse_tz_string(const char *text, zone_state *state, bool last_ditch);
 
 /// Loads UTC under the name "GMT".  Cannot fail: without the zone file the rule
 /// string "GMT" serves.

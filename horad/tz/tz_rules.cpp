@@ -8,11 +8,8 @@
 #include <limits>
 
 #include "tz/calendar.h"
-#include "tz/load_zone.h"
 
 namespace {
-
-constexpr char rules_file[] = "posixrules";
 
 /// Second Sunday of March to first Sunday of November, 02:00 each.
 constexpr zone_rule default_start{zone_rule_kind::month_week_weekday, 0, 2, 3, 2 * 3600};
@@ -184,16 +181,4 @@ rule_transitions build_zone(const tz_description &description, bool rules_loaded
     else if (!rules_loaded)
         per_cycle = add_rule_transitions(description, default_start, default_end, zone);
     return {.from = 0, .per_cycle = per_cycle};
-}
-
-bool parse_tz_string(const char *text, zone_state *state, bool last_ditch) {
-    tz_description description;
-    if (!scan_tz_string(text, description, last_ditch))
-        return false;
-    // Also where its rules are not needed: its leap seconds count.
-    const bool rules_loaded = load_zone(rules_file, state, false) == 0;
-    if (!rules_loaded)
-        state->leap_count = 0;
-    state->rules = build_zone(description, rules_loaded, *state);
-    return true;
 }

@@ -56,13 +56,6 @@ inline bool needs_rules_file(const tz_description &description) {
 /// Returns of which kind its transitions are.
 rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone);
 
-/// Fills `state` from a TZ string.  Its index is not built.  Reads the rules file,
-/// /usr/share/zoneinfo/posixrules, for its leap seconds and, where the string has no
-/// rules, its transitions.
-///
-/// Returns false, with `state` partly written, when the text is malformed.
-bool parse_tz_string(const char *text, zone_state *state, bool last_ditch);
-
 // Scanners.  Each returns the position behind what it read, or null.
 
 /// An unquoted name; may be empty.  Never fails.

@@ -2,14 +2,12 @@
 #include "tz/tzif.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
 #include <endian.h>
 
 #include "tz/calendar.h"
-#include "tz/extend_zone.h"
 
 namespace {
 
@@ -160,85 +158,21 @@ std::size_t read_block(const unsigned char *bytes, std::size_t length, std::size
     return block_size(counts, width);
 }
 
-bool are_equivalent(const zone_data &zone, int a, int b) {
-    const zone_type &x = zone.types[zone.transition_types[a]];
-    const zone_type &y = zone.types[zone.transition_types[b]];
-    return x.utc_offset == y.utc_offset && x.is_dst == y.is_dst && x.is_std == y.is_std &&
-           x.is_ut == y.is_ut &&
-           std::strcmp(type_abbreviation(zone, x), type_abbreviation(zone, y)) == 0;
-}
-
-/// Whether a transition at `time` is equivalent to that at `end`, one of the
-/// table's two.  Of several at that time any will do.
-bool recurs(const zone_data &zone, bool any_order, int end, std::int64_t time) {
-    const std::int64_t *const times = zone.transition_times;
-    int first = 0;
-    int behind = zone.transition_count;
-    if (!any_order) {
-        const auto near = static_cast<int>(std::lower_bound(times, times + behind, time) - times);
-        first = std::max(near - rule_disorder, 0);
-        behind = std::min(near + rule_disorder, behind);
-    }
-    for (int i = first; i < behind; ++i)
-        if (times[i] == time && are_equivalent(zone, i, end))
-            return true;
-    return false;
-}
-
-/// Whether the table repeats: whether what its first (last) transition brings
-/// comes again (came before) exactly 400 years away.
-void find_repeats(zone_data &zone, const rule_transitions &rules) {
-    zone.go_back = zone.go_ahead = false;
-    if (zone.transition_count < 2)
-        return;
-    const bool any_order = rules.from < zone.transition_count && rules.per_cycle == 0;
-    const int last = zone.transition_count - 1;
-    std::int64_t time = 0;
-    zone.go_back =
-        !__builtin_add_overflow(zone.transition_times[0], seconds_per_400_years, &time) &&
-        recurs(zone, any_order, 0, time);
-    zone.go_ahead =
-        !__builtin_sub_overflow(zone.transition_times[last], seconds_per_400_years, &time) &&
-        recurs(zone, any_order, last, time);
-}
-
-/// The type before the first transition: what the file means by its order of
-/// types, and failing that any standard time.
-int find_default_type(const zone_data &zone) {
-    const int count = zone.transition_count;
-    if (std::memchr(zone.transition_types, 0, static_cast<std::size_t>(count)) == nullptr)
-        return 0;
-    if (zone.types[zone.transition_types[0]].is_dst)
-        for (int i = zone.transition_types[0] - 1; i >= 0; --i)
-            if (!zone.types[i].is_dst)
-                return i;
-    for (int i = 0; i < zone.type_count; ++i)
-        if (!zone.types[i].is_dst)
-            return i;
-    return 0;
-}
-
 } // namespace
 
-int decode_zone(zone_work_area &area, std::size_t length, zone_data &zone, rule_transitions &rules,
-                bool extend) {
-    const unsigned char *const bytes = area.file;
-    std::size_t used = read_block(bytes, length, 4, zone);
-    if (used == 0)
-        return EINVAL;
-    const unsigned char version = bytes[4];
-    if (version != 0) {
-        const std::size_t second = read_block(bytes + used, length - used, 8, zone);
-        if (second == 0)
-            return EINVAL;
-        used += second;
-    }
-    rules = {.from = zone.transition_count, .per_cycle = 0};
-    if (extend && version != 0)
-        rules = extend_zone(area, used, length - used, zone);
-    if (zone.type_count == 0)
-        return EINVAL;
-    find_repeats(zone, rules);
-    zone.default_type = find_default_type(zone);
-    return 0;
+bool decode_tzif(std::span<unsigned char> file, zone_data &zone,
+                 std::span<unsigned char> &footer) noexcept {
+    constexpr std::size_t version_position = 4;
+    footer = {};
+    const std::size_t first = read_block(file.data(), file.size(), 4, zone);
+    if (first == 0)
+        return false;
+    if (file[version_position] == 0)
+        return true;
+    const std::span<unsigned char> rest = file.subspan(first);
+    const std::size_t second = read_block(rest.data(), rest.size(), 8, zone);
+    if (second == 0)
+        return false;
+    footer = rest.subspan(second);
+    return true;
 }

@@ -3,6 +3,7 @@
 // Zone files: the header's counts and what the bytes must cover.
 #include <gtest/gtest.h>
 
+#include "tz/zone_file.h"
 #include "tz/zone_fixture.h"
 
 namespace {
