@@ -14,6 +14,31 @@ void print_hex(const plain::bytes &content) {
     std::printf("\n");
 }
 
+/// Most of them are names of a file called "odd".
+std::string odd_file_name(dice &dice) {
+    static constexpr const char *names[] = {"odd",
+                                            ":odd",
+                                            "./odd",
+                                            "../zoneinfo/odd",
+                                            "sub/odd",
+                                            "/usr/share/zoneinfo/odd",
+                                            "AAA3BBB",
+                                            ":AAA3BBB",
+                                            "a..b",
+                                            "sub/../odd",
+                                            "/no/such/odd",
+                                            "none",
+                                            "sub",
+                                            "..",
+                                            "odd/",
+                                            ":",
+                                            ""};
+    constexpr std::size_t longest = 84531;
+    if (dice.once_in(50))
+        return std::string(longest + (dice.once_in(2) ? 1 : 0), 'a');
+    return dice.once_in(3) ? dice.pick(names) : "odd";
+}
+
 } // namespace
 
 void odd_report::differs(const std::string &question, const std::string &engine,
@@ -51,18 +76,12 @@ odd_case make_case(dice &dice) {
         made.tz = odd_tz_string(dice);
         return made;
     }
-    static constexpr const char *names[] = {"odd",          ":odd",
-                                            "./odd",        "../zoneinfo/odd",
-                                            "sub/odd",      "/usr/share/zoneinfo/odd",
-                                            "AAA3BBB",      ":AAA3BBB",
-                                            "a..b",         "sub/../odd",
-                                            "/no/such/odd", "none"};
-    made.tz = dice.once_in(3) ? dice.pick(names) : "odd";
-    const bool named_like_a_string = made.tz.find("AAA") != std::string::npos;
-    const std::string file = named_like_a_string    ? "AAA3BBB"
-                             : made.tz == "sub/odd" ? made.tz
-                             : made.tz == "a..b"    ? "a..b"
-                                                    : "odd";
+    made.tz = odd_file_name(dice);
+    std::string file = "odd";
+    if (made.tz.find("AAA") != std::string::npos)
+        file = "AAA3BBB";
+    else if (made.tz == "sub/odd" || made.tz == "a..b")
+        file = made.tz;
     made.files[file] = odd_zone_file(dice);
     return made;
 }
