@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <string>
 
 #include "differential/odd_strings.h"
 #include "differential/run.h"
+#include "models/plain_rules.h"
 #include "tz/tzif_builder.h"
 
 namespace {
@@ -86,8 +88,8 @@ std::vector<std::int64_t> odd_times(dice &dice) {
         times.erase(std::unique(times.begin(), times.end()), times.end());
     if (!times.empty() && dice.once_in(6))
         times.insert(times.begin(), times.front());
-    if (times.size() > 1999)
-        times.resize(dice.once_in(20) ? 2000 : 1999);
+    if (times.size() > 1998)
+        times.resize(std::min(times.size(), dice.pick((const std::size_t[]){1998, 1999, 2000})));
     if (times.size() > 1 && dice.once_in(25))
         std::swap(dice.pick(times) == times.front() ? times.front() : times.back(),
                   times[times.size() / 2]);
@@ -128,12 +130,14 @@ std::string odd_abbreviations(dice &dice) {
     while (dice.once_in(2) && text.size() < 45)
         text += std::string("QRS\0", 4);
     if (dice.once_in(10))
-        text.resize(dice.index(53));
+        text.resize(dice.index(51));
+    if (dice.once_in(20))
+        text.resize(dice.once_in(2) ? 49 : 50, 'X');
     return text;
 }
 
 void add_leaps(dice &dice, tzif_block &block) {
-    const int count = odd_amount(dice, dice.once_in(30) ? 50 : 49);
+    const int count = dice.once_in(10) ? dice.small(49, 50) : odd_amount(dice, 48);
     constexpr std::int64_t shortest = 2419199;
     std::int64_t time = 0;
     std::int32_t correction = 0;
@@ -158,31 +162,55 @@ std::vector<unsigned char> odd_indicators(dice &dice, std::size_t count) {
     return indicators;
 }
 
+int odd_type_count(dice &dice) {
+    if (dice.once_in(30))
+        return 0;
+    if (dice.once_in(15))
+        return dice.small(253, 256);
+    return dice.once_in(10) ? dice.small(1, 255) : dice.small(1, 4);
+}
+
+void add_types(dice &dice, tzif_block &block) {
+    block.types.clear();
+    const int count = odd_type_count(dice);
+    // All of one kind now and then.
+    const int dst_in = dice.pick((const int[]){2, 2, 2, 5, 1, 100000});
+    // Types that differ in little: what makes them equivalent, what does not.
+    const bool alike = dice.once_in(4);
+    for (int i = 0; i < count; ++i) {
+        const auto length = std::max<std::size_t>(block.abbreviations.size(), 1);
+        const std::size_t at = dice.once_in(3) ? dice.index(length) : i % 2 == 1 ? 4 : 0;
+        const unsigned char dst = dice.once_in(dst_in) ? 1 : 0;
+        tzif_block::local_type type{odd_offset(dice), dst, static_cast<unsigned char>(at % length)};
+        if (alike && i > 0) {
+            type.offset = block.types.back().offset + (dice.once_in(6) ? 1800 : 0);
+            if (!dice.once_in(3))
+                type.dst = block.types.back().dst;
+            if (!dice.once_in(3))
+                type.abbr_index = block.types.back().abbr_index;
+        }
+        block.types.push_back(type);
+    }
+    if (count > 0 && dice.once_in(40))
+        block.types.back().dst = 2;
+    if (count > 0 && dice.once_in(40))
+        block.types.back().abbr_index = static_cast<unsigned char>(block.abbreviations.size());
+}
+
 tzif_block odd_block(dice &dice) {
     tzif_block block;
     block.abbreviations = odd_abbreviations(dice);
-    const int type_count = dice.once_in(30)   ? 0
-                           : dice.once_in(15) ? dice.small(250, 256)
-                           : dice.once_in(10) ? dice.small(1, 255)
-                                              : dice.small(1, 4);
-    block.types.clear();
-    // All of one kind now and then.
-    const int dst_in = dice.pick((const int[]){2, 2, 2, 5, 1, 100000});
-    for (int i = 0; i < type_count; ++i) {
-        const auto length = std::max<std::size_t>(block.abbreviations.size(), 1);
-        const std::size_t at = dice.once_in(3) ? dice.index(length) : i % 2 == 1 ? 4 : 0;
-        const unsigned char dst = dice.once_in(100) ? 2 : dice.once_in(dst_in) ? 1 : 0;
-        block.types.push_back({odd_offset(dice), dst, static_cast<unsigned char>(at % length)});
-    }
-    const auto most_type = std::max(type_count - 1, 0);
+    add_types(dice, block);
+    const int type_count = std::max(static_cast<int>(block.types.size()), 1);
     const bool in_turn = dice.once_in(2);
     int next = 0;
     for (const std::int64_t time : odd_times(dice)) {
-        int type = in_turn ? next++ % (most_type + 1) : dice.small(0, most_type);
-        if (dice.once_in(3000))
-            type = std::min(255, type_count);
+        const int type = in_turn ? next++ % type_count : dice.small(0, type_count - 1);
         block.changes.push_back({time, static_cast<unsigned char>(type)});
     }
+    if (!block.changes.empty() && dice.once_in(60))
+        block.changes[dice.index(block.changes.size())].type =
+            static_cast<unsigned char>(std::min(255, type_count));
     if (dice.once_in(5))
         add_leaps(dice, block);
     if (dice.once_in(4))
@@ -190,6 +218,23 @@ tzif_block odd_block(dice &dice) {
     if (dice.once_in(4))
         block.ut_indicators = odd_indicators(dice, block.types.size());
     return block;
+}
+
+/// Ends a block at the very second of a change that its footer makes, or next to
+/// it, and has leap seconds there.
+void meet_footer(dice &dice, tzif_block &block, const std::string &footer) {
+    plain::zone zone;
+    if (footer.size() < 3 || block.types.empty() ||
+        !plain::parse_tz_string(footer.substr(1, footer.size() - 2), std::nullopt, zone, false) ||
+        zone.transitions.empty())
+        return;
+    const std::int64_t change = zone.transitions[dice.index(zone.transitions.size())].time;
+    const std::int64_t last = change + dice.between(-1, 1) * dice.small(0, 2);
+    std::erase_if(block.changes, [&](const auto &made) { return made.time >= last; });
+    if (block.changes.size() < 1999)
+        block.changes.push_back({last, 0});
+    if (change > 2419200 && dice.once_in(3))
+        block.leaps = {{change - dice.small(0, 1), 1}};
 }
 
 /// For 32-bit times; those that do not fit are left out.
@@ -239,10 +284,12 @@ std::vector<unsigned char> odd_zone_file(dice &dice) {
     tzif_file file;
     file.version = dice.once_in(8) ? '\0' : dice.once_in(8) ? '3' : '2';
     tzif_block block = odd_block(dice);
+    file.footer = odd_footer(dice);
+    if (dice.once_in(8))
+        meet_footer(dice, block, file.footer);
     if (file.version == 0 || dice.once_in(4))
         file.narrow = narrowed(block);
     file.wide = std::move(block);
-    file.footer = odd_footer(dice);
     auto bytes = file.bytes();
     if (file.version == 0 && dice.once_in(3))
         bytes.insert(bytes.end(), file.footer.begin(), file.footer.end());
