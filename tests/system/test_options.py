@@ -44,6 +44,7 @@ def test_an_address_that_is_not_the_machines(bench: Bench) -> None:
 
 def test_a_port_that_another_program_has(bench: Bench) -> None:
     with bench.world.socket("daemon", socket.SOCK_STREAM) as other:
+        other.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)  # after the tests before
         other.bind(("127.0.0.1", VTY_PORT))
         other.listen()
         daemon = started(bench, "-A", "127.0.0.1")

@@ -91,11 +91,13 @@ def test_bad_lines(bench: Bench) -> None:
 
 
 def test_refused_lines(bench: Bench) -> None:
-    """Refusals while the file is read come out on standard error."""
+    """Refusals while the file is read come out on standard error, after what was told of them before."""
     config = configured(PRIMARY, "0.0.0.0") + " timezone continent Europe location London\n"
     daemon = bench.daemon(config)
-    daemon.wait_stderr(b"NTP protcol is disable!")
-    assert daemon.stderr() == (
+    daemon.wait_stderr(b"\nNTP protcol is disable!\r\n")
+    told, rest = daemon.stderr().split(b"Europe location London\n")
+    assert told.count(b"horad: ") == 3
+    assert rest == (
         b"Slave ip address can't manually config 0.0.0.0 !!!.\r\n"
         b"ntp server ip not set!\r\n"
         b"NTP protcol is disable!\r\n"
