@@ -65,7 +65,7 @@ const char *refusal_of_zone(const told_so_far &told, cmd_token **words) {
 /// Why one of the daemon's own commands will be refused; null when it will not.
 const char *refusal_of(const config_line &line, told_so_far &told) {
     int count = line.word_count;
-    std::array<cmd_token *, LONGEST_COMMAND> copy;
+    std::array<cmd_token *, MOST_WORDS> copy;
     std::copy_n(line.words, count, copy.begin());
     cmd_token **words = copy.data();
     if (line.command == &ntp_server_cmd) {

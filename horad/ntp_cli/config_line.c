@@ -30,7 +30,10 @@ static bool is_command(const struct config_line *line, const char *definition) {
     return strcmp(line->command->string, definition) == 0;
 }
 
-static int node_above(int node) { return (int)node_parent((enum node_type)node); }
+/* The library knows of nothing above the configuration node. */
+static int node_above(int node) {
+    return node > CONFIG_NODE ? (int)node_parent((enum node_type)node) : ENABLE_NODE;
+}
 
 /* Where a command leads that is in the node. */
 static int node_after(const struct config_line *line, int node) {
@@ -52,12 +55,6 @@ static void match_in(vector words, int node, struct config_line *line) {
     const struct cmd_node *commands = vector_lookup(cmdvec, (unsigned int)node);
     line->meaning =
         meaning_of(command_match(commands->cmdgraph, words, &line->owned_words, &line->command));
-    if (line->meaning == LINE_IS_COMMAND && line->owned_words->count <= LONGEST_COMMAND)
-        return;
-    if (line->meaning == LINE_IS_COMMAND)
-        line->meaning = LINE_IS_UNKNOWN;
-    if (line->owned_words != NULL)
-        list_delete(&line->owned_words);
 }
 
 int config_start_node(void) { return CONFIG_NODE; }
@@ -80,7 +77,8 @@ void config_line_match(const char *text, int *node, struct config_line *line) {
     struct listnode *element;
     struct cmd_token *word;
     for (ALL_LIST_ELEMENTS_RO(line->owned_words, element, word))
-        line->words[line->word_count++] = word;
+        if (line->word_count < MOST_WORDS)
+            line->words[line->word_count++] = word;
 }
 
 void config_line_free(struct config_line *line) {

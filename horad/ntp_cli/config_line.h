@@ -21,14 +21,14 @@ enum line_meaning {
     LINE_IS_AMBIGUOUS,
 };
 
-/* More words than any command has here. */
-#define LONGEST_COMMAND 64
+/* More than the daemon's own commands have; what follows in others is left out. */
+#define MOST_WORDS 16
 
 struct config_line {
     enum line_meaning meaning;
     const struct cmd_element *command; /* LINE_IS_COMMAND only, like what follows */
     int word_count;
-    struct cmd_token *words[LONGEST_COMMAND];
+    struct cmd_token *words[MOST_WORDS];
     struct list *owned_words;
 };
 

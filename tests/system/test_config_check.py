@@ -126,6 +126,16 @@ def test_lines_are_looked_for_in_the_nodes_above(bench: Bench) -> None:
                                             f"horad: {CONFIG}:6: ntp server ip not set!: ntp enable".encode()]
 
 
+def test_lines_lead_out_of_the_configuration_and_back(bench: Bench) -> None:
+    many = " ".join("word" for _ in range(100))
+    config = f"end\nhostname outside\nconfigure terminal\nhostname inside\nbanner motd line {many}\nquit\nhostname outside\n"
+    daemon = check(bench, config)
+    assert told(daemon) == [
+        f"horad: {CONFIG}:2: unknown command: hostname outside".encode(),
+        f"horad: {CONFIG}:7: unknown command: hostname outside".encode(),
+    ]
+
+
 def test_the_check_touches_nothing(bench: Bench) -> None:
     link = bench.world.path("/etc/localtime")
     before = os.readlink(link) if link.is_symlink() else link.exists()

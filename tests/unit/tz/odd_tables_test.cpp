@@ -159,6 +159,22 @@ TEST(OddRepetition, OfYearsThatCannotBeNamedConvertsNothing) {
         EXPECT_GE(steady_until(*zone, time), time);
 }
 
+TEST(OddRepetition, OfATableLongAgoIsInvertedAtItsEnd) {
+    // All of it lies before the first slot of an index.
+    constexpr std::int64_t first = -20000000000;
+    constexpr std::int64_t last = first + cycle_seconds;
+    const auto zone = make_zone(two_type_block({{first, 1}, {first + 5000000000, 0}, {last, 1}}));
+    ASSERT_TRUE(zone->go_ahead);
+    for (const std::int64_t time : {last - 3601, last - 1, last, last + 1, last + 3600})
+        for (const bool with_flag : {false, true}) {
+            struct tm tm = {};
+            ASSERT_NE(localtime_rz(zone.get(), &time, &tm), nullptr);
+            if (!with_flag)
+                tm.tm_isdst = -1;
+            EXPECT_EQ(mktime_z(zone.get(), &tm), time);
+        }
+}
+
 TEST(OddRepetition, AtTheEndOfTimeConvertsNothingBefore) {
     const auto zone = make_zone(two_type_block({{INT64_MAX - cycle_seconds, 1}, {INT64_MAX, 1}}));
     ASSERT_TRUE(zone->go_back);
