@@ -32,6 +32,7 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 
 def pytest_configure(config: pytest.Config) -> None:
     config.addinivalue_line("markers", "plain_build: about a build without sanitizers only")
+    config.addinivalue_line("markers", "uncounted_build: about a build that does not count which lines run only")
 
 
 def pytest_report_header(config: pytest.Config) -> str:
@@ -40,9 +41,12 @@ def pytest_report_header(config: pytest.Config) -> str:
 
 
 def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item]) -> None:
-    """Memory and the like are no property of a sanitized daemon: not a test of it."""
-    if build_of(config).sanitized:
-        items[:] = [item for item in items if item.get_closest_marker("plain_build") is None]
+    """Memory and the like are no property of a sanitized daemon: not a test of it.  Nor are a
+    program's imports one of its own where what counts lines is in it, too."""
+    build = build_of(config)
+    left_out = {"plain_build": build.sanitized, "uncounted_build": build.counts_lines}
+    for marker in (name for name, applies in left_out.items() if applies):
+        items[:] = [item for item in items if item.get_closest_marker(marker) is None]
 
 
 @pytest.fixture(scope="session")

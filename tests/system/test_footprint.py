@@ -24,8 +24,6 @@ OTHER_MEMORY = re.compile(
 
 def imported(build: Build) -> set[str]:
     """What the daemon's own code needs of libraries."""
-    if b"__llvm_prf_cnts" in build.daemon.read_bytes():
-        pytest.skip("what counts lines is in the program, too")
     listing = subprocess.run(
         ["nm", "-D", "--undefined-only", str(build.daemon)], check=True, capture_output=True, text=True
     ).stdout
@@ -70,6 +68,7 @@ def test_event_loop_sleeps_through(bench: Bench) -> None:
 
 
 @pytest.mark.plain_build
+@pytest.mark.uncounted_build
 def test_memory_is_the_librarys(build: Build) -> None:
     """All of it is counted, as "NTP client": the daemon knows no other way to any."""
     names = imported(build)
@@ -78,6 +77,7 @@ def test_memory_is_the_librarys(build: Build) -> None:
 
 
 @pytest.mark.plain_build
+@pytest.mark.uncounted_build
 def test_nothing_to_destroy(build: Build) -> None:
     """exit() on one thread takes nothing from under the other."""
     names = imported(build)

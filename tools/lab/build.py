@@ -56,6 +56,11 @@ class Build:
         return [str(path) for path in self.libraries if path.name.startswith(_RUNTIMES)]
 
     @property
+    def counts_lines(self) -> bool:
+        """Whether the daemon counts which of its lines run."""
+        return b"__llvm_prf_cnts" in self.daemon.read_bytes()
+
+    @property
     def sanitized(self) -> bool:
         return bool(self.runtimes)
 
