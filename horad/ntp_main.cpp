@@ -7,7 +7,6 @@
 #include <type_traits>
 
 #include <pthread.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <zebra.h>
@@ -19,7 +18,7 @@
 #include "sigevent.h"
 #include "thread.h"
 
-#include "client/control.h"
+#include "client/signal_pipe.h"
 #include "database.h"
 #include "frr_module.h"
 #include "ntp_cli/config_check.h"
@@ -83,7 +82,7 @@ void read_options(int argc, char **argv) {
 void ntp_init() {
     store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
     store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
-    socketpair(AF_UNIX, SOCK_STREAM, 0, ntp_signal_pipe);
+    open_signal_pipe();
     pthread_mutex_init(&ntp_mutex, nullptr);
     ntp_cli_init();
 }

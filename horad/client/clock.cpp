@@ -10,12 +10,19 @@
 #include <sys/timex.h>
 
 #include "client/saturate.h"
-#include "client/schedule.h"
 #include "client/statistics.h"
+#include "client/trace_tag.h"
 #include "database.h"
 #include "ntp_state.h"
 
 namespace {
+
+// Where a step belongs in the device's data model, in its own numbers: the clock's
+// module and "changed" in the change log, the row of steps in the database.
+constexpr std::uint16_t clock_module = 62;
+constexpr std::uint32_t changed = 2;
+constexpr int step_area = 4;
+constexpr int step_id = 1;
 
 std::time_t now() { return time(nullptr); }
 
@@ -34,7 +41,7 @@ bool step_clock(const timeval &target, const request_bytes &request) {
     // A fixed text: nothing from outside reaches this shell.
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
     [[maybe_unused]] const int ignored = std::system("hwclock -w");
-    const int ret = db_olt_ntp_set_ntp_diff_time(&g_horad_db, diff, 4, 1);
+    const int ret = db_olt_ntp_set_ntp_diff_time(&g_horad_db, diff, step_area, step_id);
     debug_printf("\r\nsave diff time(%d) to database. ret %d\r\n", diff, ret);
     return true;
 }
@@ -59,11 +66,9 @@ std::int32_t kernel_frequency() {
 } // namespace
 
 cli_log_record clock_change_record(const request_bytes &request) {
-    constexpr std::uint16_t module = 62;
-    constexpr std::uint32_t action = 2;
     cli_log_record record{};
-    std::memcpy(&record.bytes[0], &module, sizeof module);
-    std::memcpy(&record.bytes[28], &action, sizeof action);
+    std::memcpy(&record.bytes[0], &clock_module, sizeof clock_module);
+    std::memcpy(&record.bytes[28], &changed, sizeof changed);
     std::copy(request.begin() + 32, request.end(), &record.bytes[32]);
     return record;
 }
@@ -73,23 +78,23 @@ timeval target_time(const ntp_reply &reply) {
             static_cast<suseconds_t>(microseconds_from_fraction(reply.transmit.fraction))};
 }
 
-reply_result judge_delay(double slop_microseconds) {
+reply_outcome judge_delay(double slop_microseconds) {
     const std::int32_t r = saturate(slop_microseconds);
     if (r >= 0)
-        return {true, 0};
-    return {false, r == -2 ? wait_soon : wait_after_trouble};
+        return reply_outcome::clock_set;
+    return r == -2 ? reply_outcome::negative_delay_of_two : reply_outcome::negative_delay;
 }
 
-reply_result rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
-                          ntp_timestamp arrival, const request_bytes &request) {
-    debug_printf("\r\n %s: enter rfc1305print().%d\n\r", __func__, 388);
+reply_outcome rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
+                           ntp_timestamp arrival, const request_bytes &request) {
+    debug_printf("\r\n %s: enter rfc1305print().%d\n\r", __func__, trace_tag::reply_accepted);
     const ntp_reply reply = parse_reply(datagram);
     if (!has_usable_transmit_time(reply))
-        return {false, wait_soon};
+        return reply_outcome::no_transmit_time;
 
     const timeval target = target_time(reply);
     if (!step_clock(target, request))
-        return {false, wait_after_trouble};
+        return reply_outcome::clock_refused;
 
     if (debug)
         print_exchange(stdout, target, reply, arrival);

@@ -7,12 +7,7 @@
 
 #include "cli_helper/cli_helper.h"
 #include "client/packet.h"
-
-/// What became of a reply.
-struct reply_result {
-    bool usable;    ///< false: the other server should be tried
-    int retry_wait; ///< seconds until the next request when it is not usable
-};
+#include "client/reply_outcome.h"
 
 /// Takes a reply apart and uses it at once: steps the system clock to the
 /// server's transmit time, copies it to the hardware clock, records the step in
@@ -24,8 +19,8 @@ struct reply_result {
 /// request   the last request; its bytes are left in the change log's record
 ///
 /// A kernel whose clock frequency cannot be read ends the process (status 1).
-reply_result rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
-                          ntp_timestamp arrival, const request_bytes &request);
+[[nodiscard]] reply_outcome rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
+                                         ntp_timestamp arrival, const request_bytes &request);
 
 /// The change log's record of a clock step: the request's bytes with two
 /// numbers (in host order) and zeros over its first 32.
@@ -36,4 +31,4 @@ timeval target_time(const ntp_reply &reply);
 
 /// Judges a reply after the step by the network delay it claims: a server that
 /// held the request longer than the round trip took cannot be right.
-reply_result judge_delay(double slop_microseconds);
+[[nodiscard]] reply_outcome judge_delay(double slop_microseconds);

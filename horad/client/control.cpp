@@ -1,69 +1,17 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "client/control.h"
 
-#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 
-#include <netinet/in.h>
 #include <pthread.h>
-#include <sys/prctl.h>
-#include <sys/select.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include "client/exchange.h"
 #include "client/poll_loop.h"
+#include "client/signal_pipe.h"
 #include "ntp_state.h"
 
-int ntp_signal_pipe[2] = {-1, -1};
-
 namespace {
-
-/// A UDP socket that select() can watch; its set has no room for a descriptor
-/// that high, which hundreds of open sessions can lead to.
-int open_watchable_socket() {
-    const int fd = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
-    if (fd >= FD_SETSIZE) {
-        close(fd);
-        errno = EMFILE;
-        return -1;
-    }
-    return fd;
-}
-
-/// An IPv4 UDP socket bound to the NTP port, or -1 with the reason on standard
-/// error.
-int open_client_socket() {
-    const int fd = open_watchable_socket();
-    if (fd < 0) {
-        std::perror("net socker ");
-        return -1;
-    }
-    debug_printf("\r\n ntp client process : socket OK.\n\r");
-
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_port = htons(ntp_port);
-    local.sin_addr.s_addr = htonl(INADDR_ANY);
-    if (bind(fd, reinterpret_cast<const sockaddr *>(&local), sizeof local) < 0) {
-        std::perror("ntp_client_process 2");
-        close(fd);
-        return -1;
-    }
-    debug_printf("\r\n ntp client process : bind OK.\n\r");
-    return fd;
-}
-
-/// The client thread.  When it cannot have its socket it ends, and later
-/// restarts find nobody: the daemon has to be started anew.
-void *ntp_client_process(void * /*unused*/) {
-    prctl(PR_SET_NAME, "ntpClient");
-    const int fd = open_client_socket();
-    if (fd < 0)
-        return nullptr;
-    primary_loop(fd);
-}
 
 /// Creates the client thread with the daemon's signals blocked: the event loop
 /// only wakes up for those that reach its own thread.  The command that sets the
@@ -87,13 +35,7 @@ void set_enabled(std::int32_t enabled) {
 
 } // namespace
 
-void ntp_signal_handler(int code) {
-    const std::int32_t message = code;
-    if (send(ntp_signal_pipe[1], &message, sizeof message, MSG_DONTWAIT) < 0)
-        std::puts("Could not send NTP signal: ");
-}
-
-int ntp_server_config(const char *primary, const char *secondary) {
+int ntp_server_config(const char *primary, const char *secondary) noexcept {
     constexpr int null_name = 4;
     if (primary == nullptr || secondary == nullptr)
         return null_name;
@@ -122,7 +64,7 @@ int ntp_server_config(const char *primary, const char *secondary) {
     return 0;
 }
 
-int ntp_server_disable() {
+int ntp_server_disable() noexcept {
     if (ntp_status == 1)
         ntp_signal_handler(NTP_SIG_STOP);
     set_enabled(0);

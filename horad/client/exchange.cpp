@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "client/exchange.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
 
 #include <netdb.h>
+#include <sys/select.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
+#include "client/trace_tag.h"
 #include "ntp_state.h"
 
 namespace {
@@ -35,9 +39,42 @@ std::optional<in_addr> resolve(const char *name) {
     return address;
 }
 
+/// A UDP socket that select() can watch; its set has no room for a descriptor
+/// that high, which hundreds of open sessions can lead to.
+int open_watchable_socket() {
+    const int fd = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+    if (fd >= FD_SETSIZE) {
+        close(fd);
+        errno = EMFILE;
+        return -1;
+    }
+    return fd;
+}
+
 void report_failed_lookup() { std::puts("ntp get host by name failed"); }
 
 } // namespace
+
+int open_client_socket() {
+    const int fd = open_watchable_socket();
+    if (fd < 0) {
+        std::perror("net socker ");
+        return -1;
+    }
+    debug_printf("\r\n ntp client process : socket OK.\n\r");
+
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_port = htons(ntp_port);
+    local.sin_addr.s_addr = htonl(INADDR_ANY);
+    if (bind(fd, reinterpret_cast<const sockaddr *>(&local), sizeof local) < 0) {
+        std::perror("ntp_client_process 2");
+        close(fd);
+        return -1;
+    }
+    debug_printf("\r\n ntp client process : bind OK.\n\r");
+    return fd;
+}
 
 bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
     timeval now{};
@@ -58,7 +95,8 @@ bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
     destination.sin_port = htons(ntp_port);
     {
         const ntp_guard lock;
-        debug_printf("\r\n %s: sendto %s. %d\n\r", __func__, server_field(server), 305);
+        debug_printf("\r\n %s: sendto %s. %d\n\r", __func__, server_field(server),
+                     trace_tag::sending_to);
     }
 
     if (sendto(socket, request.data(), request.size(), MSG_DONTWAIT,

@@ -8,14 +8,16 @@
 #include <span>
 
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "client/clock.h"
-#include "client/control.h"
 #include "client/exchange.h"
 #include "client/schedule.h"
+#include "client/signal_pipe.h"
+#include "client/trace_tag.h"
 #include "ntp_state.h"
 
 namespace {
@@ -44,16 +46,19 @@ void send_request(client &self) {
                          loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server));
     } else if (schedule.on_request_sent(has_secondary())) {
         debug_printf("\r\n %s: no response from %s_server, change ntp server to %s_server. %d\n\r",
-                     loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server), 730);
+                     loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server),
+                     trace_tag::server_silent);
     }
 }
 
 /// A wait that ran out (ret 0), or a select() that failed with `error`.
 void handle_nothing_readable(client &self, int ret, int error) {
-    debug_printf("\r\n %s: enter if(ret(%d) <=0).%d\n\r", loop_name, ret, 651);
+    debug_printf("\r\n %s: enter if(ret(%d) <=0).%d\n\r", loop_name, ret,
+                 trace_tag::nothing_readable);
     if (ret < 0) {
         if (error == EINTR) {
-            debug_printf("\r\n %s: ntp select errno==EINTR.%d\n\r", loop_name, 658);
+            debug_printf("\r\n %s: ntp select errno==EINTR.%d\n\r", loop_name,
+                         trace_tag::select_interrupted);
             self.schedule.on_interrupted();
             return;
         }
@@ -62,7 +67,8 @@ void handle_nothing_readable(client &self, int ret, int error) {
     }
     switch (self.schedule.on_idle()) {
     case idle_action::stay_stopped:
-        debug_printf("\r\n %s: ret(%d) <=0, ntp_is_stop.%d\n\r", loop_name, ret, 676);
+        debug_printf("\r\n %s: ret(%d) <=0, ntp_is_stop.%d\n\r", loop_name, ret,
+                     trace_tag::still_stopped);
         return;
     case idle_action::keep_waiting:
         break;
@@ -70,29 +76,31 @@ void handle_nothing_readable(client &self, int ret, int error) {
         send_request(self);
         break;
     }
-    debug_printf("\r\n %s: continue(ret(%d) <= 0).%d\n\r", loop_name, ret, 742);
+    debug_printf("\r\n %s: continue(ret(%d) <= 0).%d\n\r", loop_name, ret, trace_tag::wait_handled);
 }
 
 void handle_signal(client &self) {
-    debug_printf("\r\n %s: ISSET ntp_signal_pipe[0].%d\n\r", loop_name, 749);
+    debug_printf("\r\n %s: ISSET ntp_signal_pipe[0].%d\n\r", loop_name, trace_tag::signal_readable);
     std::int32_t code = 0;
     if (read(self.signals, &code, sizeof code) < 0)
         code = 0;
     switch (code) {
     case NTP_SIG_RESTART:
         self.schedule.on_restart();
-        debug_printf("\r\n %s: NTP_SIG_RESTART.%d\n\r", loop_name, 763);
+        debug_printf("\r\n %s: NTP_SIG_RESTART.%d\n\r", loop_name, trace_tag::restarted);
         break;
     case NTP_SIG_STOP:
         self.schedule.on_stop();
-        debug_printf("\r\n %s: NTP_SIG_STOP.%d\n\r", loop_name, 776);
+        debug_printf("\r\n %s: NTP_SIG_STOP.%d\n\r", loop_name, trace_tag::stopped);
         break;
     default:
         std::puts("ntp read signal pipe failed\r");
-        debug_printf("\r\n %s: ntp read signal pipe failed.%d\n\r", loop_name, 784);
+        debug_printf("\r\n %s: ntp read signal pipe failed.%d\n\r", loop_name,
+                     trace_tag::signal_unreadable);
         break;
     }
-    debug_printf("\r\n %s: continue(FD_ISSET(ntp_signal_pipe)).%d\n\r", loop_name, 789);
+    debug_printf("\r\n %s: continue(FD_ISSET(ntp_signal_pipe)).%d\n\r", loop_name,
+                 trace_tag::signal_handled);
 }
 
 void handle_datagram(client &self) {
@@ -100,7 +108,8 @@ void handle_datagram(client &self) {
     if (schedule.ntp_is_stop) {
         // Left unread: select() comes back at once until the next restart.
         schedule.on_datagram_while_stopped();
-        debug_printf("\r\n %s: ntp_is_stop, continue.%d\n\r", loop_name, 799);
+        debug_printf("\r\n %s: ntp_is_stop, continue.%d\n\r", loop_name,
+                     trace_tag::datagram_while_stopped);
         return;
     }
 
@@ -120,18 +129,17 @@ void handle_datagram(client &self) {
         return;
     }
     if (!check_source(sender, schedule.ntp_cur_server)) {
-        debug_printf("\r\n %s: check_source() error, continue.%d\n\r", loop_name, 820);
+        debug_printf("\r\n %s: check_source() error, continue.%d\n\r", loop_name,
+                     trace_tag::source_refused);
         return;
     }
     timeval arrival{};
     gettimeofday(&arrival, nullptr);
     const auto reply = std::span(buffer).first<ntp_packet_size>();
-    const reply_result result = rfc1305print(reply, ntp_timestamp_from(arrival), self.request);
-    if (result.usable)
-        schedule.on_clock_set();
-    else if (schedule.on_unusable_reply(result.retry_wait, has_secondary()))
+    const reply_outcome outcome = rfc1305print(reply, ntp_timestamp_from(arrival), self.request);
+    if (schedule.on_reply(outcome, has_secondary()))
         debug_printf("\r\n %s: pares ntp message fail, change ntp server and retry. %d\n\r",
-                     loop_name, 842);
+                     loop_name, trace_tag::reply_unusable);
 }
 
 /// Waits for a signal code, a datagram or the end of the wait, as select() does.
@@ -147,6 +155,14 @@ int wait_for_event(client &self, fd_set &readable) {
 
 } // namespace
 
+void *ntp_client_process(void * /*unused*/) {
+    prctl(PR_SET_NAME, "ntpClient");
+    const int fd = open_client_socket();
+    if (fd < 0)
+        return nullptr;
+    primary_loop(fd);
+}
+
 void primary_loop(int socket) {
     client self{.socket = socket, .signals = ntp_signal_pipe[0], .schedule = {}};
     debug_printf("\r\n primary_loop: enter primary_loop().\n\r");
@@ -154,7 +170,7 @@ void primary_loop(int socket) {
         std::puts("Listening...");
 
     for (;;) {
-        debug_printf("\r\n %s: enter for (;;).%d\n\r", loop_name, 642);
+        debug_printf("\r\n %s: enter for (;;).%d\n\r", loop_name, trace_tag::pass_begins);
         fd_set readable;
         const int ret = wait_for_event(self, readable);
         const int error = errno;

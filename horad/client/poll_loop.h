@@ -3,6 +3,11 @@
 // The client thread's loop: waits, asks servers, obeys the operator's signals.
 #pragma once
 
+/// The client thread's body, as pthread_create() wants it: names the thread, opens its
+/// socket and polls.  When it cannot have its socket it ends, and later restarts find
+/// nobody: the daemon has to be started anew.
+void *ntp_client_process(void *unused);
+
 /// Polls the servers for ever on a UDP socket bound to the NTP port.  The
 /// socket must be below FD_SETSIZE.  Client thread only.
 [[noreturn]] void primary_loop(int socket);

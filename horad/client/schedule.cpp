@@ -3,6 +3,20 @@
 
 const char *server_tag(ntp_server server) { return server == ntp_server::primary ? "pri" : "sec"; }
 
+int wait_after(reply_outcome outcome) {
+    switch (outcome) {
+    case reply_outcome::clock_set:
+        return wait_week;
+    case reply_outcome::no_transmit_time:
+    case reply_outcome::negative_delay_of_two: // as soon as after the former, for good
+        return wait_soon;
+    case reply_outcome::clock_refused:
+    case reply_outcome::negative_delay:
+        break;
+    }
+    return wait_after_trouble;
+}
+
 void poll_schedule::begin_again(int wait_seconds) {
     ntp_cur_server = ntp_server::primary;
     unanswered_requests = 0;
@@ -64,11 +78,10 @@ bool poll_schedule::on_request_sent(bool has_secondary) {
 
 void poll_schedule::on_bad_length() { set_wait(wait_after_trouble); }
 
-void poll_schedule::on_clock_set() { set_wait(wait_week); }
-
-bool poll_schedule::on_unusable_reply(int retry_wait, bool has_secondary) {
-    set_wait(retry_wait);
-    if (has_secondary)
-        switch_server();
-    return has_secondary;
+bool poll_schedule::on_reply(reply_outcome outcome, bool has_secondary) {
+    set_wait(wait_after(outcome));
+    if (outcome == reply_outcome::clock_set || !has_secondary)
+        return false;
+    switch_server();
+    return true;
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // When to send the next request, and to which server.  A record and the events
-// that change it: no sockets, no clock, no lock.  What a reply is worth, and how long
-// to wait after one that cannot be used, is decided where it is judged, in clock.cpp.
+// that change it: no sockets, no clock, no lock.
 //
 //   two silent servers:  primary 0, 30, 150 s; secondary 150, 180, 300 s; ...
 //   one silent server:   0, 30, 150, 270 s, then every 120 s
@@ -12,6 +11,8 @@
 #include <cstdint>
 
 #include <sys/time.h>
+
+#include "client/reply_outcome.h"
 
 enum class ntp_server : std::int32_t { primary = 1, secondary = 2 };
 
@@ -29,6 +30,9 @@ inline constexpr int wait_first_answer = 30;   ///< for the answer to a first re
 inline constexpr int wait_answer = 120;        ///< for any other answer
 inline constexpr int wait_after_trouble = 300; ///< after a bad datagram or a failed step
 inline constexpr int wait_week = 604800;       ///< after a good reply, and while stopped
+
+/// The wait after a reply, in seconds.
+int wait_after(reply_outcome outcome);
 
 /// Requests without a reset after which the other server gets its turn.
 inline constexpr int requests_per_server = 3;
@@ -66,10 +70,9 @@ struct poll_schedule {
     // Events of a datagram.  A datagram from elsewhere or a receive error is
     // none: the wait goes on as it was.
     void on_bad_length();
-    void on_clock_set();
-    /// retry_wait: seconds, as rfc1305print() has judged.  Returns whether the server
-    /// was switched.
-    bool on_unusable_reply(int retry_wait, bool has_secondary);
+    /// Returns whether the server was switched, as it is after every reply but one
+    /// that set the clock with nothing wrong about it.
+    bool on_reply(reply_outcome outcome, bool has_secondary);
 
   private:
     void set_wait(int seconds) { wait = {seconds, 0}; }

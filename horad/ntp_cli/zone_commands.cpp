@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include <unistd.h>
-
 #include <zebra.h>
 
 #include "command.h"
@@ -17,6 +15,7 @@
 #include "ntp_cli/refusals.h"
 #include "ntp_cli/zone_help.h"
 #include "ntp_state.h"
+#include "timezone/system_timezone.h"
 #include "zone_catalogue/zone_catalogue.h"
 
 namespace {
@@ -70,7 +69,7 @@ int no_timezone_fun(const cmd_element *, vty *, int, cmd_token *[]) {
         g_ntp_var.time_zone = nullptr;
         g_ntp_var.time_zone_name = nullptr;
     }
-    unlink("/etc/localtime");
+    remove_system_timezone();
     return CMD_SUCCESS;
 }
 

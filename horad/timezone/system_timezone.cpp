@@ -19,10 +19,13 @@
 
 #include "cli_helper/cli_helper.h"
 #include "ntp_state.h"
+#include "timezone/system_timezone.h"
 #include "timezone/write_all.h"
 #include "tz/process_zone.h"
 
 namespace {
+
+constexpr char zone_link[] = "/etc/localtime";
 
 constexpr int32_t unacceptable = -2;
 constexpr int32_t not_opened = -14;
@@ -75,7 +78,8 @@ bool write_tz_file(std::string_view text) {
 void write_profile(const char *text) {
     std::array<char, profile_command_size> command{};
     std::snprintf(command.data(), command.size(), PROFILE_COMMAND("%s"), text, text);
-    // The text was checked for this very use; what the shell says of it is nobody's.
+    // The text was checked for this very use.  Nothing is done about a shell that fails:
+    // the zone is set without the profile.
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
     [[maybe_unused]] const int changed = std::system(command.data());
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
@@ -101,11 +105,10 @@ int32_t sync_sys_timezone(const char *text) noexcept {
 }
 
 int32_t set_system_timezone_by_path(const char *path) noexcept {
-    constexpr char link[] = "/etc/localtime";
     if (path == nullptr)
         return null_argument;
-    const int removal_error = unlink(link) == 0 || errno == ENOENT ? 0 : errno;
-    if (const int failed = symlink(path, link); failed != 0) {
+    const int removal_error = unlink(zone_link) == 0 || errno == ENOENT ? 0 : errno;
+    if (const int failed = symlink(path, zone_link); failed != 0) {
         std::perror("symlink err");
         // "File exists" by itself does not tell why the old link still does.
         if (removal_error != 0) {
@@ -119,6 +122,8 @@ int32_t set_system_timezone_by_path(const char *path) noexcept {
     debug_printf("\r\n>>>>Set system timezone %s successfully!\r\n", path);
     return 0;
 }
+
+void remove_system_timezone() noexcept { unlink(zone_link); }
 
 int32_t show_system_timezone(struct vty *vty) noexcept {
     return vty_out(vty, "Current system time zone : %s-%s %s\r\n", g_ntp_var.continent_name,

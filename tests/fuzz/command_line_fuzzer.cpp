@@ -22,7 +22,7 @@
 #include "thread.h"
 #include "vty.h"
 
-#include "client/control.h"
+#include "client/signal_pipe.h"
 #include "fuzz/checks.h"
 #include "fuzz/machine.h"
 #include "ntp_cli/ntp_cli.h"
@@ -36,7 +36,8 @@ bool prepare() {
     cmd_init(0); // without commands that write files
     vty_init(master, false);
     ntp_cli_init();
-    return socketpair(AF_UNIX, SOCK_STREAM, 0, ntp_signal_pipe) == 0;
+    open_signal_pipe();
+    return ntp_signal_pipe[0] >= 0;
 }
 
 void reset_state() {

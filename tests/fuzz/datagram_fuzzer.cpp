@@ -18,8 +18,8 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 
-#include "client/control.h"
 #include "client/poll_loop.h"
+#include "client/signal_pipe.h"
 #include "fuzz/checks.h"
 #include "fuzz/machine.h"
 #include "ntp_state.h"
@@ -158,8 +158,7 @@ hostent *gethostbyname(const char *name) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    static const bool ready =
-        (silence(), socketpair(AF_UNIX, SOCK_STREAM, 0, ntp_signal_pipe) == 0);
+    static const bool ready = (silence(), open_signal_pipe(), ntp_signal_pipe[0] >= 0);
     if (!ready || size == 0)
         return 0;
     has_secondary = data[0] & 1;

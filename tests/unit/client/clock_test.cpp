@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include "client/schedule.h"
-
 namespace {
 
 timeval target_of(std::uint32_t seconds, std::uint32_t fraction) {
@@ -44,26 +42,20 @@ TEST(ChangeRecord, OverwritesTheRequestUpToItsReceiveTime) {
         EXPECT_EQ(record.bytes[i], 0xEE) << i;
 }
 
-void expect_judgement(double slop, bool usable, int retry_wait) {
-    const reply_result result = judge_delay(slop);
-    EXPECT_EQ(result.usable, usable) << slop;
-    EXPECT_EQ(result.retry_wait, retry_wait) << slop;
-}
-
 TEST(Delay, IsCutTowardsZeroBeforeItIsJudged) {
-    expect_judgement(0.0, true, 0);
-    expect_judgement(123.4, true, 0);
-    expect_judgement(-0.99, true, 0);
-    expect_judgement(-1.0, false, wait_after_trouble);
-    expect_judgement(-1.99, false, wait_after_trouble);
-    expect_judgement(-2.0, false, wait_soon);
-    expect_judgement(-2.99, false, wait_soon);
-    expect_judgement(-3.0, false, wait_after_trouble);
+    EXPECT_EQ(judge_delay(0.0), reply_outcome::clock_set);
+    EXPECT_EQ(judge_delay(123.4), reply_outcome::clock_set);
+    EXPECT_EQ(judge_delay(-0.99), reply_outcome::clock_set);
+    EXPECT_EQ(judge_delay(-1.0), reply_outcome::negative_delay);
+    EXPECT_EQ(judge_delay(-1.99), reply_outcome::negative_delay);
+    EXPECT_EQ(judge_delay(-2.0), reply_outcome::negative_delay_of_two);
+    EXPECT_EQ(judge_delay(-2.99), reply_outcome::negative_delay_of_two);
+    EXPECT_EQ(judge_delay(-3.0), reply_outcome::negative_delay);
 }
 
 TEST(Delay, SaturatesAtTheEnds) {
-    expect_judgement(4e15, true, 0);
-    expect_judgement(-4e15, false, wait_after_trouble);
+    EXPECT_EQ(judge_delay(4e15), reply_outcome::clock_set);
+    EXPECT_EQ(judge_delay(-4e15), reply_outcome::negative_delay);
 }
 
 } // namespace

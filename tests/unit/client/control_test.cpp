@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "client/signal_pipe.h"
 #include "ntp_state.h"
 #include "tz/child_process.h"
 
@@ -22,7 +23,10 @@ using codes = std::vector<std::int32_t>;
 
 class Control : public testing::Test {
   protected:
-    void SetUp() override { ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ntp_signal_pipe), 0); }
+    void SetUp() override {
+        open_signal_pipe();
+        ASSERT_GE(ntp_signal_pipe[0], 0);
+    }
     void TearDown() override {
         close(ntp_signal_pipe[0]);
         close(ntp_signal_pipe[1]);

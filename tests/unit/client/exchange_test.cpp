@@ -5,6 +5,8 @@
 #include "client/exchange.h"
 
 #include <arpa/inet.h>
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 #include "ntp_state.h"
@@ -85,8 +87,8 @@ TEST_F(Exchange, TheTraceNamesTheServer) {
     g_ntp_var.g_ntp_debug = 1;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    ntp_send_packet(-1, ntp_server::primary, request);
-    ntp_send_packet(-1, ntp_server::secondary, request);
+    std::ignore = ntp_send_packet(-1, ntp_server::primary, request);
+    std::ignore = ntp_send_packet(-1, ntp_server::secondary, request);
     g_ntp_var.g_ntp_debug = 0;
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(testing::internal::GetCapturedStdout(),

@@ -102,7 +102,9 @@ TEST(Schedule, ASecondaryAppearingLateTakesTheNextTurn) {
 
 TEST(Schedule, AGoodReplyBuysAWeek) {
     simulation run;
-    run.answer = [](simulation &s) { s.schedule.on_clock_set(); };
+    run.answer = [](simulation &s) {
+        s.schedule.on_reply(reply_outcome::clock_set, s.has_secondary);
+    };
     run.run_until(604799);
     EXPECT_EQ(run.requests, (requests{{0, pri}}));
     run.run_until(604800);
@@ -111,7 +113,9 @@ TEST(Schedule, AGoodReplyBuysAWeek) {
 
 TEST(Schedule, GoodRepliesDoNotResetTheCount) {
     simulation run;
-    run.answer = [](simulation &s) { s.schedule.on_clock_set(); };
+    run.answer = [](simulation &s) {
+        s.schedule.on_reply(reply_outcome::clock_set, s.has_secondary);
+    };
     run.run_until(4 * 604800);
     // The third counted request changes servers, answered or not; what follows
     // at once is the loop's to decide: here the answer to it came first.
@@ -125,7 +129,7 @@ TEST(Schedule, TheThirdCountedRequestIsFollowedAtOnceByTheOtherServer) {
     int replies = 0;
     run.answer = [&](simulation &s) {
         if (++replies <= 2)
-            s.schedule.on_clock_set();
+            s.schedule.on_reply(reply_outcome::clock_set, s.has_secondary);
     };
     run.run_until(2 * 604800);
     EXPECT_EQ(run.requests, (requests{{0, pri}, {604800, pri}, {1209600, pri}, {1209600, sec}}));
@@ -137,7 +141,7 @@ TEST(Schedule, AfterAGoodReplyAnAnswerIsAwaitedForTwoMinutes) {
     run.has_secondary = false;
     run.answer = [&](simulation &s) {
         if (!silent)
-            s.schedule.on_clock_set();
+            s.schedule.on_reply(reply_outcome::clock_set, s.has_secondary);
         silent = true;
     };
     run.run_until(604800 + 120);
@@ -209,12 +213,17 @@ TEST(Schedule, ADatagramWhileStoppedOnlyRearmsTheWait) {
     EXPECT_TRUE(schedule.ntp_is_stop);
 }
 
+constexpr std::pair<reply_outcome, int> unusable[] = {
+    {reply_outcome::no_transmit_time, 10},
+    {reply_outcome::negative_delay_of_two, 10},
+    {reply_outcome::clock_refused, 300},
+    {reply_outcome::negative_delay, 300},
+};
+
 TEST(Schedule, AnUnusableReplySwitchesWhenThereIsAnother) {
-    for (const int retry : {wait_soon, wait_after_trouble}) {
+    for (const auto &[outcome, retry] : unusable) {
         simulation run;
-        run.answer = [&](simulation &s) {
-            s.switches += s.schedule.on_unusable_reply(retry, true);
-        };
+        run.answer = [&](simulation &s) { s.switches += s.schedule.on_reply(outcome, true); };
         run.run_until(retry);
         EXPECT_EQ(run.requests, (requests{{0, pri}, {retry, sec}}));
         EXPECT_EQ(run.switches, 2);
@@ -222,13 +231,13 @@ TEST(Schedule, AnUnusableReplySwitchesWhenThereIsAnother) {
 }
 
 TEST(Schedule, AnUnusableReplyOfTheOnlyServerIsRetried) {
-    simulation run;
-    run.has_secondary = false;
-    run.answer = [](simulation &s) {
-        EXPECT_FALSE(s.schedule.on_unusable_reply(wait_soon, false));
-    };
-    run.run_until(20);
-    EXPECT_EQ(run.requests, (requests{{0, pri}, {10, pri}, {20, pri}}));
+    for (const auto &[outcome, retry] : unusable) {
+        simulation run;
+        run.has_secondary = false;
+        run.answer = [&](simulation &s) { EXPECT_FALSE(s.schedule.on_reply(outcome, false)); };
+        run.run_until(2 * retry);
+        EXPECT_EQ(run.requests, (requests{{0, pri}, {retry, pri}, {2 * retry, pri}}));
+    }
 }
 
 TEST(Schedule, ABadDatagramPostponesTheNextRequest) {
