@@ -2,6 +2,7 @@
 #include "client/clock.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,18 +27,21 @@ constexpr int step_id = 1;
 
 std::time_t now() { return time(nullptr); }
 
-/// Steps the clock, the hardware clock and the record of the step.  False, with
-/// nothing but the change log touched, when the clock cannot be set.
-bool step_clock(const timeval &target, const request_bytes &request) {
+/// Steps the clock, the hardware clock and the record of the step, by which it fills in
+/// the report.  False, with nothing but the change log touched, when the clock cannot be
+/// set.
+bool step_clock(const timeval &target, const request_bytes &request, reply_report &report) {
     const cli_log_record record = clock_change_record(request);
     cli_log(&g_horad_db, &record, "change by ntp.");
 
     const std::time_t before = now();
     if (settimeofday(&target, nullptr) < 0) {
+        report.error = errno;
         std::perror("\nsettimeofday");
         return false;
     }
     const auto diff = static_cast<std::int32_t>(now() - before);
+    report.stepped = diff;
     // A fixed text: nothing from outside reaches this shell.
     // NOLINTNEXTLINE(cert-env33-c,concurrency-mt-unsafe)
     [[maybe_unused]] const int ignored = std::system("hwclock -w");
@@ -85,16 +89,17 @@ reply_outcome judge_delay(double slop_microseconds) {
     return r == -2 ? reply_outcome::negative_delay_of_two : reply_outcome::negative_delay;
 }
 
-reply_outcome rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
-                           ntp_timestamp arrival, const request_bytes &request) {
+reply_report rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
+                          ntp_timestamp arrival, const request_bytes &request) {
     debug_printf("\r\n %s: enter rfc1305print().%d\n\r", __func__, trace_tag::reply_accepted);
     const ntp_reply reply = parse_reply(datagram);
     if (!has_usable_transmit_time(reply))
-        return reply_outcome::no_transmit_time;
+        return {reply_outcome::no_transmit_time};
 
     const timeval target = target_time(reply);
-    if (!step_clock(target, request))
-        return reply_outcome::clock_refused;
+    reply_report report{reply_outcome::clock_refused};
+    if (!step_clock(target, request, report))
+        return report;
 
     if (debug)
         print_exchange(stdout, target, reply, arrival);
@@ -103,5 +108,7 @@ reply_outcome rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagr
     if (debug)
         print_intervals(stdout, intervals, frequency);
     print_statistics_line(stdout, reply, arrival, intervals, frequency);
-    return judge_delay(intervals.slop);
+    report.outcome = judge_delay(intervals.slop);
+    report.intervals = intervals;
+    return report;
 }

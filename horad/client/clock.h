@@ -9,6 +9,14 @@
 #include "client/packet.h"
 #include "client/reply_outcome.h"
 
+/// What using a reply did.
+struct reply_report {
+    reply_outcome outcome;
+    int error = 0;                  ///< why the clock could not be set (errno)
+    std::int32_t stepped = 0;       ///< whole seconds, when the clock was set
+    exchange_intervals intervals{}; ///< when the clock was set
+};
+
 /// Takes a reply apart and uses it at once: steps the system clock to the
 /// server's transmit time, copies it to the hardware clock, records the step in
 /// the configuration database and prints the statistics line on standard
@@ -19,8 +27,8 @@
 /// request   the last request; its bytes are left in the change log's record
 ///
 /// A kernel whose clock frequency cannot be read ends the process (status 1).
-[[nodiscard]] reply_outcome rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
-                                         ntp_timestamp arrival, const request_bytes &request);
+[[nodiscard]] reply_report rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
+                                        ntp_timestamp arrival, const request_bytes &request);
 
 /// The change log's record of a clock step: the request's bytes with two
 /// numbers (in host order) and zeros over its first 32.

@@ -9,6 +9,7 @@
 
 #include "client/poll_loop.h"
 #include "client/signal_pipe.h"
+#include "client/status.h"
 #include "ntp_state.h"
 
 namespace {
@@ -50,7 +51,8 @@ int ntp_server_config(const char *primary, const char *secondary) noexcept {
     } else {
         debug_printf("\r\n>>>>>>creating ntp client process thread.\r\n");
         pthread_t thread{};
-        if (create_client_thread(&thread) != 0) {
+        if (const int error = create_client_thread(&thread); error != 0) {
+            client_status::note_no_thread(error);
             std::puts("\r\n Msg:Create ntp_client_process thread error!\r");
             return 0;
         }

@@ -11,31 +11,32 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "client/status.h"
 #include "client/trace_tag.h"
 #include "ntp_state.h"
 
 namespace {
 
-char (&server_field(ntp_server server))[server_name_size] {
-    return server == ntp_server::primary ? g_ntp_var.g_pri_ntp_server : g_ntp_var.g_sec_ntp_server;
-}
-
-/// First IPv4 address of a host name or dotted address; nothing, with the
+/// First IPv4 address of a server's name or dotted address; nothing, with the
 /// reason on standard error, when there is none.  The look-up is not
 /// re-entrant: only the client thread makes any.
-std::optional<in_addr> resolve(const char *name) {
+std::optional<in_addr> resolve(ntp_server server, const char *name) {
+    client_status::note_look_up(server, name);
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
     const hostent *host = gethostbyname(name);
     if (host == nullptr) {
         herror(name);
+        client_status::note_look_up_failed(hstrerror(h_errno));
         return std::nullopt;
     }
     in_addr address{};
     if (host->h_length != static_cast<int>(sizeof address)) {
         std::fprintf(stderr, "oops %d\n", host->h_length);
+        client_status::note_look_up_failed("no IPv4 address");
         return std::nullopt;
     }
     std::memcpy(&address, host->h_addr_list[0], sizeof address);
+    client_status::note_address(address);
     return address;
 }
 
@@ -58,7 +59,9 @@ void report_failed_lookup() { std::puts("ntp get host by name failed"); }
 int open_client_socket() {
     const int fd = open_watchable_socket();
     if (fd < 0) {
+        const int error = errno;
         std::perror("net socker ");
+        client_status::note_dead("socket", error);
         return -1;
     }
     debug_printf("\r\n ntp client process : socket OK.\n\r");
@@ -68,8 +71,10 @@ int open_client_socket() {
     local.sin_port = htons(ntp_port);
     local.sin_addr.s_addr = htonl(INADDR_ANY);
     if (bind(fd, reinterpret_cast<const sockaddr *>(&local), sizeof local) < 0) {
+        const int error = errno;
         std::perror("ntp_client_process 2");
         close(fd);
+        client_status::note_dead("bind", error);
         return -1;
     }
     debug_printf("\r\n ntp client process : bind OK.\n\r");
@@ -85,7 +90,7 @@ bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
     destination.sin_family = AF_INET;
     const auto address = [&] {
         const ntp_guard lock;
-        return resolve(server_field(server));
+        return resolve(server, server_field(server));
     }();
     if (!address) {
         report_failed_lookup();
@@ -101,7 +106,9 @@ bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
 
     if (sendto(socket, request.data(), request.size(), MSG_DONTWAIT,
                reinterpret_cast<const sockaddr *>(&destination), sizeof destination) < 0) {
+        const int error = errno;
         std::perror("send NTP packet");
+        client_status::note_send_failed(error);
         return false;
     }
     return true;
@@ -110,10 +117,14 @@ bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
 bool check_source(const sockaddr_in &sender, ntp_server server) {
     // A copy taken without the lock: a datagram must not wait for the mutex.
     const server_snapshot name(server_field(server));
-    const auto address = resolve(name.text);
+    const auto address = resolve(server, name.text);
     if (!address) {
         report_failed_lookup();
         return false;
     }
-    return sender.sin_addr.s_addr == address->s_addr;
+    if (sender.sin_addr.s_addr != address->s_addr) {
+        client_status::note_foreign_address();
+        return false;
+    }
+    return true;
 }

@@ -7,8 +7,8 @@
 
 #include <netinet/in.h>
 
+#include "client/ntp_server.h"
 #include "client/packet.h"
-#include "client/schedule.h"
 
 /// Port of every NTP server, and the one we send from.
 inline constexpr in_port_t ntp_port = 123;

@@ -17,6 +17,7 @@
 #include "client/exchange.h"
 #include "client/schedule.h"
 #include "client/signal_pipe.h"
+#include "client/status.h"
 #include "client/trace_tag.h"
 #include "ntp_state.h"
 
@@ -40,15 +41,19 @@ void send_request(client &self) {
         std::fputs("Sending ...\n", stderr);
     poll_schedule &schedule = self.schedule;
     const ntp_server asked = schedule.ntp_cur_server;
+    client_status::note_request_due();
     if (!ntp_send_packet(self.socket, asked, self.request)) {
+        client_status::note_no_request();
         if (schedule.on_request_failed(has_secondary()))
             debug_printf("\r\n %s: sent to %s_server fail, change ntp server to %s_server.\n\r",
                          loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server));
-    } else if (schedule.on_request_sent(has_secondary())) {
+        return;
+    }
+    client_status::note_request_sent();
+    if (schedule.on_request_sent(has_secondary()))
         debug_printf("\r\n %s: no response from %s_server, change ntp server to %s_server. %d\n\r",
                      loop_name, server_tag(asked), server_tag(schedule.ntp_cur_server),
                      trace_tag::server_silent);
-    }
 }
 
 /// A wait that ran out (ret 0), or a select() that failed with `error`.
@@ -64,6 +69,7 @@ void handle_nothing_readable(client &self, int ret, int error) {
         }
         errno = error;
         std::perror("select");
+        client_status::note_receive_failed("select", error);
     }
     switch (self.schedule.on_idle()) {
     case idle_action::stay_stopped:
@@ -87,10 +93,12 @@ void handle_signal(client &self) {
     switch (code) {
     case NTP_SIG_RESTART:
         self.schedule.on_restart();
+        client_status::note_restarted();
         debug_printf("\r\n %s: NTP_SIG_RESTART.%d\n\r", loop_name, trace_tag::restarted);
         break;
     case NTP_SIG_STOP:
         self.schedule.on_stop();
+        client_status::note_stopped();
         debug_printf("\r\n %s: NTP_SIG_STOP.%d\n\r", loop_name, trace_tag::stopped);
         break;
     default:
@@ -119,12 +127,15 @@ void handle_datagram(client &self) {
     const ssize_t length = recvfrom(self.socket, buffer.data(), buffer.size(), 0,
                                     reinterpret_cast<sockaddr *>(&sender), &sender_size);
     if (length < 0) {
+        const int error = errno;
         std::perror("recvfrom");
+        client_status::note_receive_failed("recvfrom", error);
         return;
     }
     if (!is_reply_length(static_cast<std::size_t>(length))) {
         std::printf("Ooops.  pack_len=%d\n", static_cast<int>(length));
         std::fflush(stdout);
+        client_status::note_wrong_length(sender.sin_addr, static_cast<std::size_t>(length));
         schedule.on_bad_length();
         return;
     }
@@ -136,8 +147,9 @@ void handle_datagram(client &self) {
     timeval arrival{};
     gettimeofday(&arrival, nullptr);
     const auto reply = std::span(buffer).first<ntp_packet_size>();
-    const reply_outcome outcome = rfc1305print(reply, ntp_timestamp_from(arrival), self.request);
-    if (schedule.on_reply(outcome, has_secondary()))
+    const reply_report report = rfc1305print(reply, ntp_timestamp_from(arrival), self.request);
+    client_status::note_reply(report);
+    if (schedule.on_reply(report.outcome, has_secondary()))
         debug_printf("\r\n %s: pares ntp message fail, change ntp server and retry. %d\n\r",
                      loop_name, trace_tag::reply_unusable);
 }
@@ -171,6 +183,7 @@ void primary_loop(int socket) {
 
     for (;;) {
         debug_printf("\r\n %s: enter for (;;).%d\n\r", loop_name, trace_tag::pass_begins);
+        client_status::publish(self.schedule);
         fd_set readable;
         const int ret = wait_for_event(self, readable);
         const int error = errno;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "client/schedule.h"
 
-const char *server_tag(ntp_server server) { return server == ntp_server::primary ? "pri" : "sec"; }
-
 int wait_after(reply_outcome outcome) {
     switch (outcome) {
     case reply_outcome::clock_set:

@@ -8,20 +8,10 @@
 //   after a good reply:  in seven days
 #pragma once
 
-#include <cstdint>
-
 #include <sys/time.h>
 
+#include "client/ntp_server.h"
 #include "client/reply_outcome.h"
-
-enum class ntp_server : std::int32_t { primary = 1, secondary = 2 };
-
-/// "pri" or "sec", as the trace names the servers.
-const char *server_tag(ntp_server server);
-
-constexpr ntp_server other_server(ntp_server server) {
-    return server == ntp_server::primary ? ntp_server::secondary : ntp_server::primary;
-}
 
 /// Waits, in seconds.
 inline constexpr int wait_none = 0;

@@ -21,6 +21,8 @@ EXPORTED = {
     *("contemplate_data", "find_df", "find_df_center", "find_shift", "interpolate", "next_dn", "next_up"),
     *("polygon_point", "polygon_reset", "search"),
     "get_is_using_dst",
+    "horad_client_status",
+    "horad_client_watch",
     "ntp_lock",
     "ntp_unlock",
     "set_g_ntp_en",
