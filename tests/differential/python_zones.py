@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """The time-zone engine against Python's zoneinfo, over every zone file.
 
-python_zones.py PROGRAM [--full] [--seed N]
+python3 -m tests.differential.python_zones PROGRAM [--full] [--seed N]
 
 PROGRAM is tz_differential: it converts what it is asked to, line by line.
 Words before it, such as an emulator, come in the same argument.

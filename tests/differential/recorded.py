@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """recorded_conversions.txt: conversions by TZ strings, as this engine made them.
 
-recorded.py PROGRAM          fails when PROGRAM now answers something else
-recorded.py PROGRAM --write  makes the file anew
+python3 -m tests.differential.recorded PROGRAM          fails when PROGRAM now answers something else
+python3 -m tests.differential.recorded PROGRAM --write  makes the file anew
 
 The other tests tell whether the answers are right; this file tells whether
 another processor, compiler or system gives the same ones.  It needs no zone file.

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """The frequency discipline against its oracle: every result, text and all state.
 
-compare.py PROGRAM [--full] [--seed N]
+python3 -m tests.discipline.compare PROGRAM [--full] [--seed N]
 
 PROGRAM is discipline_run.
 """
@@ -13,8 +13,8 @@ import shlex
 import subprocess
 import sys
 
-from oracle import INT_MAX, INT_MIN, LIMIT, Discipline, hexed
-from sequences import KINDS, sequences
+from tests.discipline.oracle import INT_MAX, INT_MIN, LIMIT, Discipline, hexed
+from tests.discipline.sequences import KINDS, sequences
 
 # What the sequences must have met, or they compare less than they should.
 TRAITS = ("too few samples", "inconsistent", "a result", "clamped above", "clamped below",

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """recorded_cases.txt: sequences of samples and what the oracle says to them.
 
-recorded.py          makes the file anew
-recorded.py --check  fails when the oracle now says something else to its samples
+python3 -m tests.discipline.recorded          makes the file anew
+python3 -m tests.discipline.recorded --check  fails when the oracle now says something else to its samples
 
 discipline_run replays the file without Python, on other processors too.
 """
@@ -11,8 +11,8 @@ import pathlib
 import random
 import sys
 
-from compare import expected_from, written
-from sequences import KINDS
+from tests.discipline.compare import expected_from, written
+from tests.discipline.sequences import KINDS
 
 FILE = pathlib.Path(__file__).parent / "recorded_cases.txt"
 EACH = 2

@@ -7,7 +7,7 @@ A sequence is a list of commands: ("add", time, offset, error bar, frequency) an
 
 import math
 
-from oracle import INT_MAX, INT_MIN, LIMIT, Discipline
+from tests.discipline.oracle import INT_MAX, INT_MIN, LIMIT, Discipline
 
 ALLOWANCE = 800.0
 

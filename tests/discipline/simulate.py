@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """The frequency discipline in a closed loop: a simulated clock runs at what it proposes.
 
-simulate.py [PROGRAM] [--seed N] [--picture FILE]
+python3 -m tests.discipline.simulate [PROGRAM] [--seed N] [--picture FILE]
 
 PROGRAM is discipline_run; without it the oracle takes its place.  Prints how well
 each scenario converges, over several runs of it, and draws one run of some.
@@ -18,8 +18,8 @@ import statistics
 import subprocess
 import sys
 
-from compare import written
-from oracle import Discipline
+from tests.discipline.compare import written
+from tests.discipline.oracle import Discipline
 
 RUNS = 12
 ERROR = 1.0  # parts per million within which a run counts as converged

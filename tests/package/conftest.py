@@ -9,14 +9,11 @@ from __future__ import annotations
 
 import os
 import subprocess
-import sys
 from pathlib import Path
 
 import pytest
 
-sys.path[:0] = [str(Path(__file__).resolve().parents[2] / "tools"), str(Path(__file__).resolve().parents[1] / "system")]
-
-from throwaway import PROJECT, Debian  # noqa: E402
+from tests.package.throwaway import PROJECT, Debian
 
 
 def build_packages(folder: Path, *before: str, clone: Path = PROJECT) -> dict[str, Path]:

@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 
-from throwaway import PROJECT
+from tests.package.throwaway import PROJECT
 
 OWN = PROJECT / "build" / "deps" / "frr"
 

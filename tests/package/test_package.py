@@ -14,8 +14,8 @@ from pathlib import Path
 
 import pytest
 
-from conftest import build_packages, by_architecture
-from throwaway import PROJECT, Debian, changed, needed, pack, programs, tree
+from tests.package.conftest import build_packages, by_architecture
+from tests.package.throwaway import PROJECT, Debian, changed, needed, pack, programs, tree
 
 ARCHITECTURES = pytest.mark.parametrize("architecture", ["amd64", "arm64"])
 TRIPLETS = {"amd64": "x86_64-linux-gnu", "arm64": "aarch64-linux-gnu"}

@@ -15,7 +15,6 @@ import os
 import shutil
 import signal
 import subprocess
-import sys
 import time
 from dataclasses import dataclass
 from pathlib import Path
@@ -23,19 +22,18 @@ from typing import Iterator
 
 import pytest
 
-PROJECT = Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(PROJECT / path) for path in ("tools", "tests/system", "tests/package")]
-
-from lab import BASE_CONFIG, CONFIG, Build, Daemon, World, chrony, wait_for  # noqa: E402
-from support.bench import PRIMARY, SECONDARY, Bench  # noqa: E402
-from support.database import rows  # noqa: E402
-from support.journal import Journal, with_log  # noqa: E402
-from unit_file import Unit  # noqa: E402
-from unit_sandbox import LEFT, STEPS, capability_set  # noqa: E402
+from lab import BASE_CONFIG, CONFIG, PROJECT, Build, Daemon, World, chrony, wait_for
+from lab.bench import PRIMARY, SECONDARY, Bench
+from lab.database import rows
+from lab.journal import Journal, with_log
+from tests.package.unit_file import Unit
+from tests.package.unit_sandbox import LEFT, STEPS, capability_set
 
 # Tenths of what `systemd-analyze security` says; less is better.
 EXPOSURE = 27
 
+# Puts a command under the restrictions, from any folder.
+SANDBOX = ["env", "-C", str(PROJECT), "/usr/bin/python3", "-m", "tests.package.unit_sandbox"]
 KEPT = "/tmp/shim"
 DAY = 86400
 
@@ -47,8 +45,7 @@ class Installed(Build):
     root: Path = Path("/")
 
     def command(self) -> list[str]:
-        program = PROJECT / "tests" / "package" / "unit_sandbox.py"
-        return with_log(["/usr/bin/python3", str(program), "--keep", KEPT, str(self.root)])
+        return with_log([*SANDBOX, "--keep", KEPT, str(self.root)])
 
     def preload(self, library: Path) -> dict[str, str]:
         return {"SANDBOX_PRELOAD": f"{KEPT}/{library.name}"}
@@ -469,10 +466,9 @@ def test_the_hardware_clock_is_all_that_is_missing(bench: Bench) -> None:
 
 
 def test_the_sandbox_refuses_the_machine_itself(root: Path) -> None:
-    program = PROJECT / "tests" / "package" / "unit_sandbox.py"
     without_clock = ["setpriv", "--bounding-set", "-sys_time", "--inh-caps", "-sys_time", "--"]
     for before, reason in (([], "clock"), (without_clock, "folders")):
         refused = subprocess.run(
-            [*before, "/usr/bin/python3", str(program), str(root), "true"], capture_output=True, text=True, check=False
+            [*before, *SANDBOX, str(root), "true"], capture_output=True, text=True, check=False
         )
         assert refused.returncode == 1 and reason in refused.stderr

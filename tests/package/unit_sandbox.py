@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """What the service manager makes of the daemon's unit, as far as it can be had without it.
 
-    unit_sandbox.py [--keep FOLDER] ROOT [COMMAND...]
+    python3 -m tests.package.unit_sandbox [--keep FOLDER] ROOT [COMMAND...]
 
 runs the command line of the unit that is installed below ROOT, or COMMAND, under the
 unit's restrictions.  ROOT/usr lies over the machine's /usr.  FOLDER stays writable,
@@ -28,10 +28,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any, Callable, Iterable
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[2] / "tools"))
-
-from lab import kernel  # noqa: E402
-from unit_file import Unit  # noqa: E402
+from lab import kernel
+from tests.package.unit_file import Unit
 
 # Directives without a step below, and why.
 LEFT = {
@@ -89,7 +87,7 @@ class Sandbox:
     def enter(self) -> None:
         refuse_outside_the_lab()
         # What is loaded or run for the filter, before the folders change.
-        import seccomp  # noqa: F401
+        import seccomp
 
         call_groups()
 
@@ -473,6 +471,7 @@ def main() -> None:
     if preload := environment.pop("SANDBOX_PRELOAD", None):
         environment["LD_PRELOAD"] = preload
     Sandbox(unit, given.keep).enter()
+    os.chdir("/")  # where the service manager starts what says nothing else
     os.execvpe(command[0], command, environment)
 
 

@@ -8,17 +8,13 @@ The build folder can also be given by HORAD_BUILD.
 from __future__ import annotations
 
 import os
-import sys
 from pathlib import Path
 from typing import Iterator
 
 import pytest
 
-PROJECT = Path(__file__).resolve().parents[2]
-sys.path[:0] = [str(PROJECT / "tools"), str(PROJECT / "tests" / "system")]
-
-from lab import Build, Unavailable, World  # noqa: E402
-from support.bench import Bench  # noqa: E402
+from lab import PROJECT, Build, Unavailable, World
+from lab.bench import Bench
 
 
 def build_of(config: pytest.Config) -> Build:

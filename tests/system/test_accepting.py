@@ -5,9 +5,9 @@ from __future__ import annotations
 import pytest
 
 from lab import Daemon, Event, wait_for
-from support.bench import PRIMARY, SECONDARY, START, STRANGER, Bench
-from support.ntp_server import Answer, send_from
-from support.packet import Packet, answer_to, timestamp, unpack, usec_of
+from lab.bench import PRIMARY, SECONDARY, START, STRANGER, Bench
+from lab.servers.ntp_server import Answer, send_from
+from lab.servers.packet import Packet, answer_to, timestamp, unpack, usec_of
 
 THEN = timestamp(START + 1000)
 

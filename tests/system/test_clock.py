@@ -7,9 +7,9 @@ import struct
 import pytest
 
 from lab import Daemon, Event, wait_for
-from support.bench import PRIMARY, SECONDARY, START, Bench
-from support.ntp_server import Answer, truthful
-from support.packet import UNIX_EPOCH, Packet, answer_to, timestamp
+from lab.bench import PRIMARY, SECONDARY, START, Bench
+from lab.servers.ntp_server import Answer, truthful
+from lab.servers.packet import UNIX_EPOCH, Packet, answer_to, timestamp
 
 SEQUENCE = ("cli_log", "settimeofday", "system", "diff_time", "adjtimex", "flush")
 

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from support.bench import PRIMARY, SECONDARY, Bench
+from lab.bench import PRIMARY, SECONDARY, Bench
 
 # The line ends of the daemon's own texts are "\r\n", and the session adds "\r".
 MASTER_UNSET = b"Master ip address can't manually config 0.0.0.0 !!!.\r\r\n"

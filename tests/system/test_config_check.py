@@ -8,7 +8,7 @@ import socket
 import pytest
 
 from lab import BASE_CONFIG, CONFIG, Daemon, wait_for
-from support.bench import PRIMARY, SECONDARY, Bench, configured
+from lab.bench import PRIMARY, SECONDARY, Bench, configured
 
 WRONG = f"""{BASE_CONFIG}! a comment
 ntp sever {PRIMARY}

@@ -5,7 +5,7 @@ from __future__ import annotations
 import pytest
 
 from lab import CONFIG
-from support.bench import PRIMARY, SECONDARY, Bench
+from lab.bench import PRIMARY, SECONDARY, Bench
 
 SLAVE_UNSET = b"Slave ip address can't manually config 0.0.0.0 !!!."
 

@@ -7,10 +7,10 @@ import subprocess
 import pytest
 
 from lab import Daemon
-from support.bench import PRIMARY, START, Bench
-from support.database import DATABASE, HOLD, rows
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.database import DATABASE, HOLD, rows
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 STEP = 1234
 

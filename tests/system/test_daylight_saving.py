@@ -5,10 +5,10 @@ from __future__ import annotations
 import pytest
 
 from lab import Shim
-from support.bench import Bench
-from support.discovery import NORTHERN, SOUTHERN, Verdict, judge
-from support.dump import HIGHEST, LOWEST, dump_text, instant
-from support.exported import DUMP, ZONES, calls, content
+from lab.bench import Bench
+from tests.models.discovery import NORTHERN, SOUTHERN, Verdict, judge
+from tests.models.dump import HIGHEST, LOWEST, dump_text, instant
+from lab.exported import DUMP, ZONES, calls, content
 
 EMPTY = b"\r\nThe location where you need to get daylight saving time is empty.\r\n"
 JANUARY, JULY = instant(2020, 1, 15), instant(2020, 7, 15)

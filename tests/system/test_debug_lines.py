@@ -6,9 +6,9 @@ import re
 import time
 
 from lab import Daemon, wait_for
-from support.bench import CALM, FAST, PRIMARY, SECONDARY, START, STRANGER, UNREACHABLE, Bench
-from support.ntp_server import truthful
-from support.packet import Packet, timestamp
+from lab.bench import CALM, FAST, PRIMARY, SECONDARY, START, STRANGER, UNREACHABLE, Bench
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import Packet, timestamp
 
 NOW = timestamp(START)
 STATUS = b"\r\n>>>>>>ntp_status =1, ntp_thread_state =1\r\n"

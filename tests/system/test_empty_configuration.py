@@ -11,7 +11,7 @@ from typing import Iterator
 import pytest
 
 from lab import CONFIG, PROJECT, Vty, World
-from support.bench import PRIMARY, SECONDARY, Bench, configured
+from lab.bench import PRIMARY, SECONDARY, Bench, configured
 
 RESTORE = PROJECT / "packaging" / "restore-configuration"
 SAVED = b"Configuration saved to /etc/frr/horad.conf\r\n"

@@ -12,7 +12,7 @@ from pathlib import Path
 import pytest
 
 from lab import Build, Daemon
-from support.bench import START, Bench
+from lab.bench import START, Bench
 
 PROJECT = Path(__file__).resolve().parents[2]
 EXAMPLES = PROJECT / "examples"

@@ -7,8 +7,8 @@ import os
 import pytest
 
 from lab import PROJECT
-from support.bench import Bench
-from support.faults import FAULTS, ONCE, Fault, Texts, memory, page
+from lab.bench import Bench
+from tests.system.faults import FAULTS, ONCE, Fault, Texts, memory, page
 
 PAGE = PROJECT / "docs" / "faults.md"
 

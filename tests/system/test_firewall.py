@@ -11,10 +11,10 @@ from typing import Iterator
 import pytest
 
 from lab import DAEMON_ADDRESS, PROJECT, Daemon, World, chrony, ntpsec, wait_for
-from support.bench import PRIMARY, SECONDARY, START, STRANGER, Bench
-from support.gauges import Flood, client, measured, processor_seconds, received, state, unread_bytes
-from support.ntp_server import send_from, truthful
-from support.packet import Packet, timestamp
+from lab.bench import PRIMARY, SECONDARY, START, STRANGER, Bench
+from lab.gauges import Flood, client, measured, processor_seconds, received, state, unread_bytes
+from lab.servers.ntp_server import send_from, truthful
+from lab.servers.packet import Packet, timestamp
 
 RULES = PROJECT / "packaging" / "horad.nft"
 SHORT = b"short"

@@ -14,14 +14,14 @@ import time
 import pytest
 
 from lab import Daemon, wait_for
-from support.bench import CALM, PRIMARY, START, STRANGER, Bench
-from support.database import DATABASE, rows
-from support.gauges import (
+from lab.bench import CALM, PRIMARY, START, STRANGER, Bench
+from lab.database import DATABASE, rows
+from lab.gauges import (
     FLAT, Flood, client, descriptors, measured, memory, processor_seconds, received,
     resting_descriptors, rounds, state, unread_bytes,
 )  # fmt: skip
-from support.ntp_server import NtpServer, truthful
-from support.packet import Packet, timestamp
+from lab.servers.ntp_server import NtpServer, truthful
+from lab.servers.packet import Packet, timestamp
 
 THEN = timestamp(START + 1000)
 NOT_PERMITTED = b"\nsettimeofday: Operation not permitted\n"

@@ -10,9 +10,9 @@ import time
 import pytest
 
 from lab import TIME_FACTOR, Build, Daemon, wait_for
-from support.bench import PRIMARY, START, UNREACHABLE, Bench
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import PRIMARY, START, UNREACHABLE, Bench
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 
 # Every way to heap memory but libfrr's: C++'s operators and what the C library hands out.

@@ -7,8 +7,8 @@ import re
 import pytest
 
 from lab import Vty
-from support.bench import Bench
-from support.locations import LOCATION_HELP
+from lab.bench import Bench
+from tests.models.locations import LOCATION_HELP
 
 IN_NODE = [
     "exit",

@@ -9,8 +9,8 @@ from typing import Iterator
 import pytest
 
 from lab import BASE_CONFIG, CONFIG, Build, Daemon, World
-from support.bench import Bench
-from support.journal import Journal, with_log
+from lab.bench import Bench
+from lab.journal import Journal, with_log
 
 # As the system's log numbers them.
 ERROR, NOTICE, INFORMATION = 3, 5, 6

@@ -9,12 +9,12 @@ import time
 import pytest
 
 from lab import Daemon, Shim, wait_for
-from support.bench import FAST, PRIMARY, START, Bench
-from support.database import DATABASE, rows
-from support.gauges import measured, rounds
-from support.ntp_server import truthful
-from support.packet import timestamp
-from support.steps import restless, stored
+from lab.bench import FAST, PRIMARY, START, Bench
+from lab.database import DATABASE, rows
+from lab.gauges import measured, rounds
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
+from lab.steps import restless, stored
 
 # The ends of one run's life that are chosen; the others come at random.
 POINTS = [

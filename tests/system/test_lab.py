@@ -9,14 +9,13 @@ import sys
 import pytest
 
 from lab import PROJECT, Build, World, wait_for
-from support.bench import Bench
+from lab.bench import Bench
 
 CAP_SYS_TIME = 25
 
 # Starts what a test run starts, says who is who, and waits to be killed.
 VICTIM = """
-import sys, time
-sys.path.insert(0, sys.argv[1])
+import time
 from lab import World
 world = World()
 started = world.spawn("daemon", ["sh", "-c", "sleep 1000 & sleep 1000"])
@@ -49,7 +48,7 @@ def test_machine_is_not_written_to(world: World) -> None:
 
 def test_nothing_outlives_a_killed_run() -> None:
     victim = subprocess.Popen(
-        [sys.executable, "-c", VICTIM, str(PROJECT / "tools")], stdout=subprocess.PIPE, start_new_session=True
+        [sys.executable, "-c", VICTIM], cwd=PROJECT, stdout=subprocess.PIPE, start_new_session=True
     )
     assert victim.stdout is not None
     with victim.stdout:

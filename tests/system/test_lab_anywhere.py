@@ -41,7 +41,7 @@ def test_without_root_it_is_said_once(build: Build) -> None:
     """Rather than by every test."""
     done = subprocess.run(
         ["setpriv", "--bounding-set", "-sys_admin", "--inh-caps", "-sys_admin", "--", sys.executable, "-m", "pytest",
-         "-q", "-p", "no:cacheprovider", f"--build-dir={build.folder}", "tests/system/test_show.py"],
+         "-q", f"--build-dir={build.folder}", "tests/system/test_show.py"],
         cwd=PROJECT, capture_output=True, text=True,
     )  # fmt: skip
     assert done.returncode == 1

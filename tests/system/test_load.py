@@ -10,12 +10,12 @@ from contextlib import ExitStack
 import pytest
 
 from lab import BASE_CONFIG, TIME_FACTOR, Daemon, Shim, Vty, wait_for
-from support.bench import PRIMARY, SECONDARY, START, Bench
-from support.database import rows
-from support.gauges import FLAT, descriptors, measured, memory, resting_descriptors, rounds
-from support.ntp_server import truthful
-from support.packet import timestamp
-from support.steps import made, restless, stored
+from lab.bench import PRIMARY, SECONDARY, START, Bench
+from lab.database import rows
+from lab.gauges import FLAT, descriptors, measured, memory, resting_descriptors, rounds
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
+from lab.steps import made, restless, stored
 
 GREETING = re.compile(rb"Password: $")
 EACH = 60  # sessions of a sort: 300 in all

@@ -10,7 +10,7 @@ from pathlib import Path
 import pytest
 
 from lab import BASE_CONFIG, wait_for
-from support.bench import PRIMARY, Bench
+from lab.bench import PRIMARY, Bench
 
 LOG = "/var/log/horad.log"
 STAMP = re.compile(rb"(\d{4}/\d\d/\d\d \d\d:\d\d:\d\d) .*SIGHUP received")

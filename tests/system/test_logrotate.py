@@ -8,7 +8,7 @@ from signal import SIGHUP
 import pytest
 
 from lab import BASE_CONFIG, PROJECT, World, wait_for
-from support.bench import Bench
+from lab.bench import Bench
 
 LOG = "/var/log/horad/horad.log"
 MESSAGE = b"SIGHUP received\n"

@@ -5,8 +5,8 @@ from __future__ import annotations
 import pytest
 
 from lab import Called, Shim
-from support.bench import Bench
-from support.exported import TZ_FILE, calls, content, profile_commands
+from lab.bench import Bench
+from lab.exported import TZ_FILE, calls, content, profile_commands
 
 OLD_FORM = Called(-1, b"\r\nerror time zone format\r\n")
 OLD_HOUR = Called(-1, b"\r\nerror time zone format h\r\n")

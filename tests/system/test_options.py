@@ -9,7 +9,7 @@ from pathlib import Path
 import pytest
 
 from lab import VTY_PORT, Closed, Daemon, wait_for
-from support.bench import Bench
+from lab.bench import Bench
 
 LOG = ["--log", "file:/tmp/log"]
 

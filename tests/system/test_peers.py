@@ -8,8 +8,8 @@ from typing import Callable
 import pytest
 
 from lab import Daemon, Peer, World, chrony, ntpsec
-from support.bench import PRIMARY, SECONDARY, Bench
-from support.database import rows
+from lab.bench import PRIMARY, SECONDARY, Bench
+from lab.database import rows
 
 YEARS = 86400 * 365
 BOTH = pytest.mark.parametrize("kind", [chrony, ntpsec])

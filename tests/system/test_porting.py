@@ -9,9 +9,9 @@ from pathlib import Path
 import pytest
 
 from lab import PROJECT
-from support.bench import PRIMARY, START, Bench, configured
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import PRIMARY, START, Bench, configured
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 PAGE = (PROJECT / "docs" / "porting.md").read_text()
 SLOW = 2220  # seconds; what the page says comes of it

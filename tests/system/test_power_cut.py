@@ -7,9 +7,9 @@ import signal
 import pytest
 
 from lab import BASE_CONFIG, Called, Daemon, Shim
-from support.bench import PRIMARY, SECONDARY, Bench, configured
-from support.dump import dump_text, instant
-from support.exported import DUMP, PROFILE, TZ_FILE, ZONES, calls, content, link
+from lab.bench import PRIMARY, SECONDARY, Bench, configured
+from tests.models.dump import dump_text, instant
+from lab.exported import DUMP, PROFILE, TZ_FILE, ZONES, calls, content, link
 
 OLD, NEW = "UTC+5:30", "UTC-8:0"
 JULY = instant(2020, 7, 15)

@@ -12,7 +12,7 @@ from pathlib import Path
 import pytest
 
 from lab import BASE_CONFIG, DAEMON_ADDRESS, PROJECT, Build, World, number_inside, wait_for
-from support.bench import PRIMARY, Bench, configured
+from lab.bench import PRIMARY, Bench, configured
 
 EXPORTED = {
     *("ctime", "ctime_r", "gmtime", "gmtime_r", "localtime", "localtime_r", "mktime", "tzset"),

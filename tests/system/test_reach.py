@@ -14,11 +14,11 @@ from pathlib import Path
 import pytest
 
 from lab import CONFIG, DAEMON_ADDRESS, PROJECT, VTY_PORT, Build, Closed, Daemon, World, wait_for
-from support.bench import PRIMARY, START, STRANGER, Bench, configured
-from support.database import DATABASE
-from support.gauges import Flood, unread_bytes
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import PRIMARY, START, STRANGER, Bench, configured
+from lab.database import DATABASE
+from lab.gauges import Flood, unread_bytes
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 SHIPPED = PROJECT / "packaging" / "horad.conf"
 OPTIONS = PROJECT / "packaging" / "horad.default"

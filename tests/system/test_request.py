@@ -7,8 +7,8 @@ import struct
 import pytest
 
 from lab import DAEMON_ADDRESS
-from support.bench import PRIMARY, START, Bench
-from support.packet import UNIX_EPOCH
+from lab.bench import PRIMARY, START, Bench
+from lab.servers.packet import UNIX_EPOCH
 
 # All but the transmit timestamp.
 FIXED = bytes.fromhex("1b0004fa" "00010000" "00010000" "00000000" + "00" * 24)

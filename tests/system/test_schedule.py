@@ -3,9 +3,9 @@
 from __future__ import annotations
 
 from lab import Daemon, wait_for
-from support.bench import CALM, FAST, PRIMARY, SECONDARY, START, UNREACHABLE, Bench
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import CALM, FAST, PRIMARY, SECONDARY, START, UNREACHABLE, Bench
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 THEN = timestamp(START)
 

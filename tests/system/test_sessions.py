@@ -8,9 +8,9 @@ import re
 import pytest
 
 from lab import BASE_CONFIG, Closed, Vty
-from support.bench import PRIMARY, START, Bench
-from support.ntp_server import Request
-from support.packet import Packet, answer_to, timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.servers.ntp_server import Request
+from lab.servers.packet import Packet, answer_to, timestamp
 
 OFF = b"NTP protcol is disable!\r\r\n"
 

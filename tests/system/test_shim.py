@@ -4,10 +4,10 @@ from __future__ import annotations
 
 import pytest
 
-from support.bench import PRIMARY, START, Bench
-from support.exported import PROFILE, ZONES, calls, content
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.exported import PROFILE, ZONES, calls, content
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 
 def test_hardware_clock_is_never_set(bench: Bench) -> None:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import json
 
-from support.bench import PRIMARY, SECONDARY, Bench
+from lab.bench import PRIMARY, SECONDARY, Bench
 
 OFF = b"NTP protcol is disable!\r\r\n"
 

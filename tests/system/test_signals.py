@@ -8,9 +8,9 @@ from signal import Signals
 import pytest
 
 from lab import BASE_CONFIG, CONFIG, Daemon, wait_for
-from support.bench import CALM, PRIMARY, START, Bench, configured
-from support.ntp_server import truthful
-from support.packet import timestamp
+from lab.bench import CALM, PRIMARY, START, Bench, configured
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 
 LOG = "/tmp/horad.log"
 LOGGING = f"log file {LOG} debugging\n"

@@ -4,8 +4,8 @@ from __future__ import annotations
 
 import time
 
-from support.bench import PRIMARY, START, Bench
-from support.packet import Packet, timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.servers.packet import Packet, timestamp
 
 SLOW = 1.5
 

@@ -5,9 +5,9 @@ from __future__ import annotations
 import pytest
 
 from lab import Daemon, wait_for
-from support.bench import PRIMARY, START, Bench
-from support.ntp_server import truthful
-from support.packet import Packet, Timestamp, fraction_of, timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import Packet, Timestamp, fraction_of, timestamp
 
 NOW = timestamp(START)
 

@@ -4,9 +4,9 @@ from __future__ import annotations
 
 import time
 
-from support.bench import FAST, PRIMARY, SECONDARY, START, Bench
-from support.ntp_server import truthful
-from support.packet import Packet, timestamp
+from lab.bench import FAST, PRIMARY, SECONDARY, START, Bench
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import Packet, timestamp
 
 THEN = timestamp(START + 1000)
 

@@ -7,7 +7,7 @@ import socket
 import pytest
 
 from lab import BASE_CONFIG, CONFIG, wait_for
-from support.bench import PRIMARY, Bench, configured
+from lab.bench import PRIMARY, Bench, configured
 
 LOG = "/tmp/horad.log"
 LOGGING = ["--log", f"file:{LOG}", "--log-level", "debug"]

@@ -11,8 +11,8 @@ from lab import PROJECT, TIME_FACTOR, Build
 
 @pytest.mark.plain_build
 def test_session_under_valgrind(build: Build) -> None:
-    command = [str(PROJECT / "tools" / "valgrind-session"), str(build.folder)]
-    done = subprocess.run(command, capture_output=True, text=True, timeout=120 * TIME_FACTOR)
+    command = ["/usr/bin/python3", "-m", "lab.valgrind_session", str(build.folder)]
+    done = subprocess.run(command, cwd=PROJECT, capture_output=True, text=True, timeout=120 * TIME_FACTOR)
     print(done.stdout, done.stderr)
     assert done.returncode == 0
     assert "ERROR SUMMARY: 0 errors" in done.stdout

@@ -4,8 +4,8 @@ from __future__ import annotations
 
 import pytest
 
-from support.bench import Bench
-from support.exported import LINK, TZ_FILE, ZONES, calls, content, link
+from lab.bench import Bench
+from lab.exported import LINK, TZ_FILE, ZONES, calls, content, link
 
 JULY = 1594771200  # 2020-07-15 00:00:00 UTC
 UTC = f"{ZONES}/Etc/UTC"

@@ -5,9 +5,9 @@ from __future__ import annotations
 import shutil
 
 from lab import Called
-from support.bench import Bench
-from support.dump import LONDON_2020, Zone, dump_text, instant
-from support.exported import DUMP, ZONES, calls, content, years
+from lab.bench import Bench
+from tests.models.dump import LONDON_2020, Zone, dump_text, instant
+from lab.exported import DUMP, ZONES, calls, content, years
 
 DONE = Called(0)
 

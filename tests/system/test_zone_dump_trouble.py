@@ -5,9 +5,9 @@ from __future__ import annotations
 import pytest
 
 from lab import Called
-from support.bench import Bench
-from support.dump import LONDON_2020
-from support.exported import DUMP, calls, content, years
+from lab.bench import Bench
+from tests.models.dump import LONDON_2020
+from lab.exported import DUMP, calls, content, years
 
 DONE = Called(0)
 CANNOT_OPEN = b'********zdump:fopen("/tmp/dstconfig", "cw") error..!'

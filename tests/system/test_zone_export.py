@@ -9,8 +9,8 @@ from pathlib import Path
 import pytest
 
 from lab import Called
-from support.bench import Bench
-from support.exported import PROFILE, TZ_FILE, calls, content, profile_commands
+from lab.bench import Bench
+from lab.exported import PROFILE, TZ_FILE, calls, content, profile_commands
 
 ACCEPTED = Called(0)
 # All that a TZ text by an offset is made of, and names of zone files less their "/".

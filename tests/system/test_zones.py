@@ -6,8 +6,8 @@ import os
 
 import pytest
 
-from support.bench import PRIMARY, Bench
-from support.locations import LOCATION_HELP
+from lab.bench import PRIMARY, Bench
+from tests.models.locations import LOCATION_HELP
 
 OFF = b"NTP protcol is disable!\r\r\n"
 LONDON = b"Current system time zone : Europe-London GMT+0000\r\r\n"

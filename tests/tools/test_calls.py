@@ -12,7 +12,7 @@ from pathlib import Path
 
 import pytest
 
-from conftest import PROJECT, Clone, interrupt
+from tests.tools.conftest import PROJECT, Clone, interrupt
 
 BOTH = pytest.mark.parametrize("script", ["run", "test"])
 NOBODY = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
@@ -135,7 +135,7 @@ def test_ctrl_c_in_the_demonstration(tmp_path: Path, clone: Clone) -> None:
     clone.replace("tools/build", "true")
     began = tmp_path / "began"
     # In place of its first line.
-    demo = clone.folder / "tools" / "demo"
+    demo = clone.folder / "lab" / "demo.py"
     demo.write_text(demo.read_text().replace("    with World", f"    open({str(began)!r}, 'w'); import time; time.sleep(1000)\n    with World"))
     process = clone.start("run", start_new_session=True)
     _, errors = interrupt(process, began)

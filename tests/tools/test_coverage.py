@@ -9,7 +9,7 @@ from pathlib import Path
 
 import pytest
 
-from conftest import PROJECT
+from tests.tools.conftest import PROJECT
 
 loader = SourceFileLoader("coverage_tool", str(PROJECT / "tools" / "coverage"))
 spec = spec_from_loader(loader.name, loader)

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from conftest import Clone
+from tests.tools.conftest import Clone
 
 NATIVE, PEERS = "build-libfrr", "fetch-peers"
 ARM64 = ["debian-tree sysroot arm64 build/deps/arm64/root", "build-libfrr arm64"]

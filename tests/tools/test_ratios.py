@@ -8,7 +8,7 @@ from pathlib import Path
 
 import pytest
 
-from conftest import PROJECT
+from tests.tools.conftest import PROJECT
 
 PROGRAMS = ("tz_bench", "dump_bench", "discipline_bench")
 MEDIAN = {"family_index": 0, "aggregate_name": "median", "run_name": "case/engine", "cpu_time": 12.5, "time_unit": "ns"}

@@ -8,7 +8,7 @@ from typing import Callable
 
 import pytest
 
-from conftest import DEPS, Clone, interrupt
+from tests.tools.conftest import DEPS, Clone, interrupt
 
 ROOT = "build/deps/arm64/root"
 

@@ -11,8 +11,7 @@ import re
 from datetime import datetime, timedelta
 from zoneinfo import ZoneInfo
 
-import runner  # noqa: F401  (the folder of the next one)
-from python_zones import FIRST, LAST, ZONES, block, contents_of, rule_file, transitions_of
+from tests.differential.python_zones import FIRST, LAST, ZONES, block, contents_of, rule_file, transitions_of
 
 # Every 400 years the calendar repeats.
 CYCLE = 12622780800

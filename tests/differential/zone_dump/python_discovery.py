@@ -2,7 +2,7 @@
 """The discovery of daylight-saving time against a model: from the list's text to the
 decision, for many zones, years and instants, in several zones of the process.
 
-python_discovery.py PROGRAM [--full] [--seed N]
+python3 -m tests.differential.zone_dump.python_discovery PROGRAM [--full] [--seed N]
 
 PROGRAM is zone_dump_run.
 """
@@ -13,12 +13,12 @@ import re
 import sys
 import tempfile
 
-from find_time import Finder
-from local_times import (HIGHEST, LOWEST, ZONES, MadeZone, fields_of, file_zone, read_file,
+from tests.differential.zone_dump.find_time import Finder
+from tests.differential.zone_dump.local_times import (HIGHEST, LOWEST, ZONES, MadeZone, fields_of, file_zone, read_file,
                          rule_zone, year_start)
-from python_dump import MONTHS, Model, NO_FILE, RULES, failure, leap_zones
-from python_zones import contents_of, transitions_of, zone_files
-from runner import Answer, Run
+from tests.differential.zone_dump.python_dump import MONTHS, Model, NO_FILE, RULES, failure, leap_zones
+from tests.differential.python_zones import contents_of, transitions_of, zone_files
+from tests.differential.zone_dump.runner import Answer, Run
 
 # What is held of the list.
 LINES = 8

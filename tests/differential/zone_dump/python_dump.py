@@ -2,7 +2,7 @@
 """The zone dump against a model that walks and bisects step by step, with local times
 from zoneinfo: the whole file, the messages and the result.
 
-python_dump.py PROGRAM [--full] [--seed N]
+python3 -m tests.differential.zone_dump.python_dump PROGRAM [--full] [--seed N]
 
 PROGRAM is zone_dump_run.
 """
@@ -11,10 +11,10 @@ import pathlib
 import sys
 import tempfile
 
-from local_times import (FIRST_CLOCK, HIGHEST, LAST_CLOCK, LOWEST, UTC, Fixed, LeapZone, MadeZone,
+from tests.differential.zone_dump.local_times import (FIRST_CLOCK, HIGHEST, LAST_CLOCK, LOWEST, UTC, Fixed, LeapZone, MadeZone,
                          as_zoneinfo_reads, fields_of, file_zone, rule_zone, year_start)
-from python_zones import ZONES, contents_of, rule_file, zone_files
-from runner import Answer, Run
+from tests.differential.python_zones import ZONES, contents_of, rule_file, zone_files
+from tests.differential.zone_dump.runner import Answer, Run
 
 DAY = 86400
 STEP = DAY // 2

@@ -2,13 +2,9 @@
 """Talks to zone_dump_run, and counts what was compared."""
 
 import collections
-import pathlib
 import random
 import shlex
 import subprocess
-import sys
-
-sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent))
 
 # dump is None when there is no file.
 Answer = collections.namedtuple("Answer", "result dump output errors slept")

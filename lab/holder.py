@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """The process that holds the lab's namespaces together.
 
-    holder.py FOLDER...
+    python3 -m lab.holder FOLDER...
 
 Makes two networks joined by a wire, private copies of the folders that the
 daemon writes to, and a process namespace; reports "ready PID" on standard output, or
@@ -10,8 +10,6 @@ everything that runs in the lab down with it.
 
 FOLDER... are the folders that have to stay visible although they may lie below
 one of those made private: the daemon's build, the lab's servers.
-
-Descriptor 100 is the servers' network, 101 the daemon's.
 """
 from __future__ import annotations
 
@@ -23,20 +21,10 @@ import subprocess
 import sys
 from pathlib import Path
 
-try:
-    from . import kernel
-except ImportError:  # run as a program
-    import kernel  # type: ignore[no-redef]
-
-SERVER_NETWORK_FD = 100
-DAEMON_NETWORK_FD = 101
-HOST_NAME = "lab"
-DAEMON_ADDRESS = "10.77.0.100"
-SERVER_ADDRESSES = [f"10.77.0.{n}" for n in range(1, 10)]
-
-PRIVATE_FOLDERS = ("/etc", "/tmp", "/run", "/var")
-# The loader's cache and what name look-ups of numbers and users need.
-KEPT_IN_ETC = ("ld.so.cache", "ld.so.conf", "ld.so.conf.d", "passwd", "group", "services", "protocols")
+from . import kernel
+from .places import (
+    DAEMON_ADDRESS, DAEMON_NETWORK_FD, HOST_NAME, KEPT_IN_ETC, PRIVATE_FOLDERS, SERVER_ADDRESSES, SERVER_NETWORK_FD,
+)
 
 
 def run(*command: str) -> None:

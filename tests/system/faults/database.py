@@ -7,11 +7,10 @@ import subprocess
 from typing import Callable, Iterator
 
 from lab import Daemon
-
-from ..bench import PRIMARY, START, Bench
-from ..database import DATABASE, HOLD, rows
-from ..ntp_server import NtpServer, once, truthful
-from ..packet import timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.database import DATABASE, HOLD, rows
+from lab.servers.ntp_server import NtpServer, once, truthful
+from lab.servers.packet import timestamp
 from .client import STEPPED
 from .fault import QUICK, STEP, Fault, heard, steps, switched, wait_faults, wait_step
 

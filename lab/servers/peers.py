@@ -8,7 +8,7 @@ from __future__ import annotations
 
 import subprocess
 
-from .world import PROJECT, Unavailable, World
+from lab.world import PROJECT, Unavailable, World
 
 PEERS = PROJECT / "build" / "deps" / "peers"
 

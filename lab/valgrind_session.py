@@ -1,8 +1,7 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: GPL-2.0-or-later
 """An operator's whole session with the daemon under valgrind's memcheck, in the lab.
 
-    tools/valgrind-session [BUILD]
+    python3 -m lab.valgrind_session [BUILD]
 
 Ends with status 0 when memcheck found no error and no block that nobody points at
 any more.  Its report is shown; BUILD is build/release unless another is named.
@@ -15,10 +14,7 @@ import sys
 import threading
 from pathlib import Path
 
-PROJECT = Path(__file__).resolve().parents[1]
-sys.path.insert(0, str(PROJECT / "tools"))
-
-from lab import BASE_CONFIG, Build, Daemon, Shim, Unavailable, World, wait_for  # noqa: E402
+from lab import BASE_CONFIG, PROJECT, Build, Daemon, Shim, Unavailable, World, wait_for
 
 REPORT = "/tmp/valgrind.report"
 START = 1600000000
@@ -48,7 +44,7 @@ class UnderValgrind(Build):
         return [
             "valgrind", "--leak-check=full", "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite",
             f"--error-exitcode={ERROR}", f"--log-file={REPORT}", "--vgdb=no", "--fair-sched=yes",
-            f"--suppressions={PROJECT}/tests/support/valgrind.supp", *super().command(),
+            f"--suppressions={PROJECT}/lab/valgrind.supp", *super().command(),
         ]  # fmt: skip
 
 
@@ -123,4 +119,4 @@ if __name__ == "__main__":
     try:
         sys.exit(main())
     except Unavailable as reason:
-        sys.exit(f"valgrind-session: {reason}")
+        sys.exit(f"valgrind_session: {reason}")

@@ -9,8 +9,8 @@ from lab import Shim, World
 
 from .bench import START
 from .database import rows
-from .ntp_server import Request
-from .packet import Packet, timestamp
+from .servers.ntp_server import Request
+from .servers.packet import Packet, timestamp
 
 
 def restless(_: Request) -> Sequence[Packet]:

@@ -6,10 +6,9 @@ import re
 import signal
 
 from lab import Daemon, Shim, Vty
-
-from ..bench import PRIMARY, Bench
-from ..dump import LONDON_2020
-from ..exported import DUMP, TZ_FILE, ZONES, calls, content, link, years
+from lab.bench import PRIMARY, Bench
+from tests.models.dump import LONDON_2020
+from lab.exported import DUMP, TZ_FILE, ZONES, calls, content, link, years
 from .fault import JULY, Fault, lines_of, said, wait_faults
 
 

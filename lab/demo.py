@@ -1,6 +1,7 @@
-#!/usr/bin/python3
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Shows the daemon's main job in the lab, and leaves its prompt.
+"""Shows the daemon's main job in the lab, and leaves its prompt: what ./run starts.
+
+    python3 -m lab.demo
 
 The waits of the client pass a hundred times as fast as they would.
 """

@@ -4,9 +4,9 @@ from __future__ import annotations
 
 from typing import Any, Callable
 
-from ..bench import Bench
-from ..database import DATABASE
-from ..exported import ZONES
+from lab.bench import Bench
+from lab.database import DATABASE
+from lab.exported import ZONES
 from .client import DISK_FULL, NO_READER, STEPPED, STEPPED_BY_RESTART, STEPPED_IF_ENABLED
 from .client import exchange, fatal, lost_output, restarting, stopping
 from .database import database, useless

@@ -5,11 +5,10 @@ from __future__ import annotations
 import os
 
 from lab import Daemon, Shim, Vty, wait_for
-
-from ..bench import PRIMARY, START, Bench
-from ..database import rows
-from ..ntp_server import truthful
-from ..packet import timestamp
+from lab.bench import PRIMARY, START, Bench
+from lab.database import rows
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
 from .fault import FLOOD, ONCE, QUICK, STEP, WEEK, Fault, Texts, heard, said, steps, switched, wait_faults, wait_step
 
 

@@ -9,17 +9,16 @@ import sys
 from pathlib import Path
 from typing import BinaryIO, Mapping, Sequence
 
-from . import holder, kernel
+from . import kernel, places
 
-PROJECT = Path(__file__).resolve().parents[2]
-_LAB = Path(__file__).resolve().parent
+PROJECT = Path(__file__).resolve().parents[1]
 
 # Only files: a name that is not listed is unknown at once, and no query ever
 # leaves the lab.
 _NAME_FILES = {
     "/etc/nsswitch.conf": "passwd: files\ngroup: files\nhosts: files\n",
     "/etc/hosts": "127.0.0.1 localhost\n"
-    + "".join(f"{address} ntp{n}.lab\n" for n, address in enumerate(holder.SERVER_ADDRESSES, 1)),
+    + "".join(f"{address} ntp{n}.lab\n" for n, address in enumerate(places.SERVER_ADDRESSES, 1)),
     "/etc/resolv.conf": "",
 }
 _FOLDERS = ("/etc/frr", "/run/frr", "/var/lib", "/var/log", "/var/tmp")
@@ -60,7 +59,8 @@ class World:
         # By the names that they are called by, too.
         folders = {str(path) for folder in (PROJECT, *visible) for path in (folder.absolute(), folder.resolve())}
         self._holder = subprocess.Popen(
-            [sys.executable, str(_LAB / "holder.py"), *sorted(folders)],
+            [sys.executable, "-m", "lab.holder", *sorted(folders)],
+            cwd=PROJECT,
             stdin=subprocess.PIPE,
             stdout=subprocess.PIPE,
             start_new_session=True,
@@ -76,8 +76,8 @@ class World:
             self._mounts = f"{own}/ns/mnt"
             self._names = f"{own}/ns/uts"
             self._network_paths = {
-                "daemon": f"{own}/fd/{holder.DAEMON_NETWORK_FD}",
-                "servers": f"{own}/fd/{holder.SERVER_NETWORK_FD}",
+                "daemon": f"{own}/fd/{places.DAEMON_NETWORK_FD}",
+                "servers": f"{own}/fd/{places.SERVER_NETWORK_FD}",
             }
             self._networks = {name: self._open(path) for name, path in self._network_paths.items()}
             self._process_space = self._open(f"{own}/ns/pid")
@@ -121,8 +121,8 @@ class World:
 
     def reset(self) -> None:
         """Gives the private folders their first content again."""
-        for folder in holder.PRIVATE_FOLDERS:
-            _clear(self.path(folder), keep=holder.KEPT_IN_ETC if folder == "/etc" else ("run",))
+        for folder in places.PRIVATE_FOLDERS:
+            _clear(self.path(folder), keep=places.KEPT_IN_ETC if folder == "/etc" else ("run",))
         for folder in _FOLDERS:
             self.path(folder).mkdir(parents=True)
         for name, text in _NAME_FILES.items():

@@ -29,7 +29,7 @@ is gone when this process is, however it ends.  Needs root.
         .start(ready=True) .stop(signal) .wait() .send_signal() .kill() .pid
         .running .status .stdout() .stderr() .wait_stdout(bytes) .wait_stderr()
         .connect() .vty(node) .thread(name) .status_field("VmRSS")
-    Shim(world, **settings)   settings: see tests/support/clock_shim/shim.h
+    Shim(world, **settings)   settings: see lab/shim/shim.h
         .set(**settings) .fail("settimeofday", "EPERM", times=1, after=0)
         .call("set_system_timezone", "8:30") -> (result, stdout, stderr)   needs calls=1
         .cut_power(before="write 1") or (after="symlink")   kills the daemon there
@@ -45,8 +45,8 @@ HORAD_TIME_FACTOR stretches every deadline (slow builds, busy machines).
 """
 from .build import DEFAULT_BUILD, Build
 from .daemon import BASE_CONFIG, CONFIG, VTY_PORT, Daemon
-from .holder import DAEMON_ADDRESS, SERVER_ADDRESSES
-from .peers import Peer, chrony, ntpsec
+from .places import DAEMON_ADDRESS, SERVER_ADDRESSES
+from .servers.peers import Peer, chrony, ntpsec
 from .shim import Called, Event, Shim
 from .terminal import relay
 from .times import TIME_FACTOR, Timeout, deadline, wait_for

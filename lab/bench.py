@@ -8,7 +8,7 @@ from typing import Any, Callable, Self
 
 from lab import BASE_CONFIG, Build, Daemon, Peer, Shim, Vty, World, wait_for
 
-from .ntp_server import Answer, NtpServer, silent
+from .servers.ntp_server import Answer, NtpServer, silent
 
 PRIMARY = "10.77.0.1"
 SECONDARY = "10.77.0.2"

@@ -8,8 +8,7 @@ from typing import Callable
 
 from lab import Daemon, Shim, Timeout, Vty, wait_for
 from lab.shim import failing
-
-from ..bench import Bench
+from lab.bench import Bench
 
 ONCE, ALWAYS = "once", "always"
 

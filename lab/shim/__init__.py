@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The test's side of the preloaded library in tests/support/clock_shim."""
+"""The library that is preloaded into the daemon: its sources are beside this file, which is the test's side of it."""
 from __future__ import annotations
 
 import errno
@@ -8,8 +8,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, Callable, NamedTuple
 
-from .times import wait_for
-from .world import World
+from lab.times import wait_for
+from lab.world import World
 
 INSIDE = "/tmp/shim"
 
