@@ -57,7 +57,7 @@ class published_status {
 };
 
 constinit published_status published;
-constinit std::atomic<void (*)()> watcher{nullptr};
+constinit std::atomic<horad_client_watcher> watcher{nullptr};
 
 // The client thread's own.
 constinit status noted{.server = static_cast<std::int32_t>(ntp_server::primary)};
@@ -118,7 +118,7 @@ void use_server(ntp_server server, const char *name) {
 void publish_noted() {
     is_noted = false;
     published.write(noted);
-    if (void (*const changed)() = watcher.load(std::memory_order_acquire))
+    if (const horad_client_watcher changed = watcher.load(std::memory_order_acquire))
         changed();
 }
 
@@ -249,6 +249,6 @@ int horad_client_status(struct horad_client_status *status) noexcept {
     return 0;
 }
 
-void horad_client_watch(void (*changed)(void)) noexcept {
+void horad_client_watch(horad_client_watcher changed) noexcept {
     watcher.store(changed, std::memory_order_release);
 }

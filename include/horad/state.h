@@ -113,12 +113,16 @@ int horad_client_status(struct horad_client_status *status) HORAD_NOEXCEPT;
 #pragma GCC diagnostic pop
 
 /*
- * Has a function called on the client thread after each of its events, once they can be
- * read.  It must return at once, must neither block nor throw, and may wake somebody else.
- * Null, as at first: nobody is called.  Set it before the client starts, on the event-loop
- * thread.
+ * A function that is told of the client's events, on its thread, once they can be read.  It
+ * returns at once, and neither blocks nor throws; it may wake somebody else.
  */
-void horad_client_watch(void (*changed)(void)) HORAD_NOEXCEPT;
+typedef void (*horad_client_watcher)(void);
+
+/*
+ * Has a function told of the client's events; null, as at first, nobody.  Event-loop
+ * thread; the events that are under way may still tell the former one.
+ */
+void horad_client_watch(horad_client_watcher watcher) HORAD_NOEXCEPT;
 
 #ifdef __cplusplus
 }
