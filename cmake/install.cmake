@@ -10,6 +10,8 @@ file(RELATIVE_PATH from_daemon ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FUL
 set_target_properties(horad PROPERTIES INSTALL_RPATH "$ORIGIN/${from_daemon}")
 
 install(TARGETS horad RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
+# Where a libfrr installed with the daemon looks for modules by their names.
+install(TARGETS horad_status LIBRARY DESTINATION ${private_libraries}/modules COMPONENT daemon)
 # A device has its own ones, and needs no copy of them.
 foreach(library cli_helper config_db zone_catalogue)
   get_target_property(is_imported ${library} IMPORTED)
@@ -39,6 +41,9 @@ install(CODE "
   get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
   file(READ \"${PROJECT_SOURCE_DIR}/packaging/horad.service\" unit)
   string(REPLACE /usr/sbin/horad \"\${prefix}/${CMAKE_INSTALL_SBINDIR}/horad\" unit \"\${unit}\")
+  if(NOT prefix STREQUAL /usr OR NOT ${HORAD_INSTALL_LIBFRR})
+    string(REPLACE \"-M horad_status\" \"-M \${prefix}/${private_libraries}/modules/horad_status.so\" unit \"\${unit}\")
+  endif()
   string(REPLACE /usr/libexec/ \"\${prefix}/${CMAKE_INSTALL_LIBEXECDIR}/\" unit \"\${unit}\")
   set(file \"\${prefix}/lib/systemd/system/horad.service\")
   message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")

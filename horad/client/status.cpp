@@ -20,6 +20,9 @@ namespace {
 using status = struct horad_client_status;
 static_assert(std::is_trivially_copyable_v<status>);
 
+/// Of a client that was never started.
+constexpr status initial{.server = static_cast<std::int32_t>(ntp_server::primary)};
+
 /// A record that one thread writes and any thread reads, none ever waiting for another.
 ///
 /// A new version is written beside the one that is read.  Whoever reads any word of the
@@ -42,6 +45,10 @@ class published_status {
         std::uint64_t seen;
         do {
             seen = version_.load(std::memory_order_acquire);
+            if (seen == 0) {
+                record = initial;
+                return;
+            }
             const auto &slot = slots_[seen % 2];
             for (std::size_t i = 0; i < copy.size(); ++i)
                 copy[i] = slot[i].load(std::memory_order_acquire);
@@ -60,7 +67,7 @@ constinit published_status published;
 constinit std::atomic<horad_client_watcher> watcher{nullptr};
 
 // The client thread's own.
-constinit status noted{.server = static_cast<std::int32_t>(ntp_server::primary)};
+constinit status noted = initial;
 constinit bool is_noted = false;
 constinit horad_client_state state_before_look_up = HORAD_CLIENT_OFF;
 constinit bool is_awaited = false; ///< the request that is out was given time for its answer

@@ -178,18 +178,22 @@ def test_a_crash_loop_ends_and_an_operator_does_not_end_it(unit: Unit) -> None:
 def test_command_line(unit: Unit) -> None:
     assert unit.command() == [
         "/usr/sbin/horad", "--vty_socket", "/run/horad", "-i", "/run/horad/horad.pid",
-        "--log", "syslog", "-f", "/etc/frr/horad.conf", "-A", "127.0.0.1",
+        "--log", "syslog", "-M", "horad_status", "-f", "/etc/frr/horad.conf", "-A", "127.0.0.1",
     ]  # fmt: skip
+
+
+MODULE = ["-M", "horad_status"]
 
 
 @pytest.mark.parametrize(
     ("options", "words"),
     [
-        (None, ["--log", "syslog", "-A", "127.0.0.1"]),
-        ("HORAD_OPTIONS=\n", ["--log", "syslog"]),
+        (None, ["--log", "syslog", *MODULE, "-A", "127.0.0.1"]),
+        ("HORAD_OPTIONS=\n", ["--log", "syslog", *MODULE]),
         ("# -P 1\nHORAD_OPTIONS='-P 0  --log \"file:/tmp/a b\"'\n",
-         ["--log", "syslog", "-P", "0", "--log", "file:/tmp/a b"]),
-        ("HORAD_LOG=\nHORAD_OPTIONS=\"-P 0\"\n", ["-P", "0"]),
+         ["--log", "syslog", *MODULE, "-P", "0", "--log", "file:/tmp/a b"]),
+        ("HORAD_LOG=\nHORAD_OPTIONS=\"-P 0\"\n", [*MODULE, "-P", "0"]),
+        ("HORAD_MODULES=\nHORAD_OPTIONS=\"-P 0\"\n", ["--log", "syslog", "-P", "0"]),
     ],
 )  # fmt: skip
 def test_options_of_the_machine(unit: Unit, tmp_path: Path, options: str | None, words: list[str]) -> None:
