@@ -4,23 +4,18 @@
 python3 -m tests.differential.python_zones PROGRAM [--full] [--seed N]
 
 PROGRAM is tz_differential: it converts what it is asked to, line by line.
-Words before it, such as an emulator, come in the same argument.
 """
 
-import collections
 import pathlib
-import random
-import shlex
 import subprocess
 import sys
 import tempfile
 from datetime import datetime, timedelta, timezone
 from zoneinfo import ZoneInfo
 
-ZONES = pathlib.Path("/usr/share/zoneinfo")
-EPOCH = datetime(1970, 1, 1)
-FIRST = -62135510400  # the second day of year 1
-LAST = 253402214400  # the last day of year 9999
+from tests.common.runner import Run
+from tests.models.local_times import EPOCH, FIRST, LAST
+from tests.models.zone_files import block, rule_file, transitions_of, zone_files
 
 # Where zoneinfo differs for a reason; each must occur.
 #  before the table: it takes the first standard type, the engine type 0 when no
@@ -30,74 +25,11 @@ BEFORE_TABLE = "before the first transition"
 ZERO_BASED = "zero-based days"
 
 
-def contents_of(path):
-    try:
-        data = path.read_bytes()
-    except OSError:
-        return b""
-    return data if data[:4] == b"TZif" else b""
-
-
-def zone_files():
-    """Names by distinct contents, without those that count leap seconds."""
-    seen = {}
-    for path in sorted(ZONES.rglob("*")):
-        name = str(path.relative_to(ZONES))
-        if path.is_file() and not path.is_symlink() and not name.startswith("right/"):
-            data = contents_of(path)
-            if data and data not in seen.values():
-                seen[name] = data
-    return seen
-
-
-def block(types, transitions, names):
-    """A version-2 file with only a 64-bit block of weight."""
-    def header(times, kinds, characters):
-        return b"TZif2" + bytes(15) + b"".join(
-            n.to_bytes(4, "big") for n in (0, 0, 0, times, kinds, characters))
-    data = header(0, 1, 1) + bytes(6) + b"\0" + header(len(transitions), len(types), len(names))
-    data += b"".join(when.to_bytes(8, "big", signed=True) for when, _ in transitions)
-    data += bytes(kind for _, kind in transitions)
-    data += b"".join(offset.to_bytes(4, "big", signed=True) + bytes((dst, index))
-                     for offset, dst, index in types)
-    return data + names + b"\n\n"
-
-
-def rule_file(rule):
-    """A file whose footer says everything, for zoneinfo to read a TZ string."""
-    return block([(0, 0, 0)], [], b"UTC\0")[:-1] + rule.encode() + b"\n"
-
-
-def transitions_of(data):
-    """The 64-bit transition times of a file."""
-    def header(at):
-        return [int.from_bytes(data[at + 20 + 4 * i:at + 24 + 4 * i], "big") for i in range(6)]
-    isut, isstd, leaps, times, types, characters = header(0)
-    second = 44 + times * 5 + types * 6 + characters + leaps * 8 + isstd + isut
-    times = header(second)[3]
-    start = second + 44
-    return [int.from_bytes(data[start + 8 * i:start + 8 * i + 8], "big", signed=True)
-            for i in range(times)]
-
-
-class Run:
-    def __init__(self, program, full, seed):
-        self.full = full
-        self.random = random.Random(seed)
-        self.program = program
-        self.failures = 0
-        self.compared = 0
-        self.explained = collections.Counter()
-
-    def fail(self, message):
-        self.failures += 1
-        if self.failures <= 50:
-            print("FAILED:", message)
-
+class Zones(Run):
     def ask(self, zone, questions):
         """The program's answers, one for each question."""
         text = "".join(line + "\n" for line in [f"zone {zone}"] + questions)
-        done = subprocess.run([*self.program, "--answer"], input=text, capture_output=True,
+        done = subprocess.run([*self.command, "--answer"], input=text, capture_output=True,
                               text=True, check=True)
         answers = done.stdout.splitlines()
         if len(answers) != len(questions):
@@ -177,12 +109,7 @@ def made_zone(folder, name, data):
 
 
 def main():
-    arguments = sys.argv[1:]
-    full = "--full" in arguments
-    seed = (int(arguments[arguments.index("--seed") + 1]) if "--seed" in arguments
-            else random.randrange(1 << 32))
-    print(f"{'full' if full else 'sampled'} run, seed {seed}")
-    run = Run(shlex.split(arguments[0]), full, seed)
+    run = Zones(sys.argv[1:])
     files = zone_files()
     if len(files) < 250:
         run.fail(f"only {len(files)} zone files")
@@ -202,12 +129,7 @@ def main():
         data = block([(7200, 1, 0), (3600, 0, 4)], [(1000000000, 1)], b"DST\0STD\0")
         run.compare(*made_zone(pathlib.Path(folder), "before", data), data,
                     lambda when: when < 1000000000)
-    for difference in (BEFORE_TABLE, ZERO_BASED):
-        if run.explained[difference] == 0:
-            run.fail(f"not met: {difference}")
-    print(f"{len(files)} zone files, {len(RULES)} rules, {run.compared} comparisons, "
-          f"{run.failures} failures")
-    return 0 if run.failures == 0 else 1
+    return run.end((BEFORE_TABLE, ZERO_BASED), f"{len(files)} zone files, {len(RULES)} rules")
 
 
 if __name__ == "__main__":

@@ -7,12 +7,11 @@ PROGRAM is discipline_run.
 """
 
 import collections
-import random
 import re
-import shlex
 import subprocess
 import sys
 
+from tests.common.runner import Run
 from tests.discipline.oracle import INT_MAX, INT_MIN, LIMIT, Discipline, hexed
 from tests.discipline.sequences import KINDS, sequences
 
@@ -85,44 +84,28 @@ def first_difference(sequence, expected, got):
 
 
 def main():
-    arguments = sys.argv[1:]
-    full = "--full" in arguments
-    seed = (int(arguments[arguments.index("--seed") + 1]) if "--seed" in arguments
-            else random.randrange(1 << 32))
-    print(f"{'full' if full else 'sampled'} run, seed {seed}")
-    failures = 0
-    calls = 0
-    traits = collections.Counter()
+    run = Run(sys.argv[1:])
     by_kind = collections.Counter()
     batch = 100 * len(KINDS)
-    chance = random.Random(seed)
-    for _ in range(20 if full else 1):
-        todo = list(sequences(chance, batch))
+    for _ in range(run.amount(1, 20)):
+        todo = list(sequences(run.random, batch))
         asked = "".join("".join(written(command) + "\n" for command in sequence) + "state\nreset\n"
                         for _, sequence in todo)
-        done = subprocess.run(shlex.split(arguments[0]), input=asked, capture_output=True, text=True,
-                              check=True)
+        done = subprocess.run(run.command, input=asked, capture_output=True, text=True, check=True)
         answers = done.stdout.split("reset\n")[:-1]
         if len(answers) != len(todo):
-            print(f"FAILED: {len(answers)} answers to {len(todo)} sequences")
-            return 1
+            run.fail(f"{len(answers)} answers to {len(todo)} sequences")
+            break
         for (kind, sequence), answer in zip(todo, answers):
-            expected = expected_from(sequence, traits)
-            calls += sum(command[0] == "add" for command in sequence)
+            expected = expected_from(sequence, run.explained)
+            run.compared += sum(command[0] == "add" for command in sequence)
             if answer != "".join(expected):
-                failures += 1
                 by_kind[kind] += 1
-                if failures <= 20:
-                    print(f"FAILED: {kind}, {first_difference(sequence, expected, answer)}")
-    for trait in TRAITS:
-        if traits[trait] == 0:
-            failures += 1
-            print(f"FAILED: not met: {trait}")
+                run.fail(f"{kind}, {first_difference(sequence, expected, answer)}")
     if by_kind:
         print("failures by kind:", dict(by_kind))
-    print(f"{(20 if full else 1) * batch} sequences, {calls} samples, {failures} failures; met: "
-          + ", ".join(f"{trait} {traits[trait]}" for trait in TRAITS))
-    return 0 if failures == 0 else 1
+    met = ", ".join(f"{trait} {run.explained[trait]}" for trait in TRAITS)
+    return run.end(TRAITS, f"{run.amount(1, 20) * batch} sequences; met: {met}")
 
 
 if __name__ == "__main__":

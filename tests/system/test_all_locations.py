@@ -13,8 +13,8 @@ import pytest
 from lab import CONFIG, Daemon, Vty
 from lab.bench import PRIMARY, SECONDARY, Bench
 from lab.exported import ZONES, link
-from tests.models.locations import LOCATION_HELP
 from lab.zone_folder import install, zone_folder, zones_without_other_names
+from tests.models.locations import LOCATION_HELP
 
 FIRST_LINK = f"{ZONES}/Etc/UTC"
 SET = re.compile(rb"\r\r\nSet Time Zone: (\S+) GMT([+-]\d{4}) successfully! \r\r\n")

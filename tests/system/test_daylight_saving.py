@@ -6,9 +6,10 @@ import pytest
 
 from lab import Shim
 from lab.bench import Bench
-from tests.models.discovery import NORTHERN, SOUTHERN, Verdict, judge
-from tests.models.dump import HIGHEST, LOWEST, dump_text, instant
 from lab.exported import DUMP, ZONES, calls, content
+from tests.models.discovery import NORTHERN, SOUTHERN, Verdict, finder_of, judge, lines_of, shown_of
+from tests.models.local_times import HIGHEST, LOWEST, instant
+from tests.models.zone_dump import dump_text
 
 EMPTY = b"\r\nThe location where you need to get daylight saving time is empty.\r\n"
 JANUARY, JULY = instant(2020, 1, 15), instant(2020, 7, 15)
@@ -38,8 +39,7 @@ def check_bounds(shim: Shim, verdict: Verdict, year: int, location: str) -> None
 def test_north(bench: Bench) -> None:
     shim = calls(bench)
     start, end = instant(2020, 3, 29, 0, 59, 59), instant(2020, 10, 25, 0, 59, 59)
-    lines = dump_text(["Europe/London"], 2020, 2021).splitlines(keepends=True)
-    shown = b"".join(b"acDstDump[%d]: %s\r\n" % each for each in enumerate(lines))
+    shown = shown_of(lines_of(dump_text(["Europe/London"], 2020, 2021).decode()))
     for now, result in (
         (JANUARY, 0), (start - 1, 0), (start, 0), (start + 1, 1), (JULY, 1), (end - 1, 1), (end, 0), (end + 1, 0),
     ):  # fmt: skip
@@ -49,8 +49,7 @@ def test_north(bench: Bench) -> None:
 def test_south(bench: Bench) -> None:
     shim = calls(bench)
     start, end = instant(2020, 4, 4, 15, 59, 59), instant(2020, 10, 3, 15, 59, 59)
-    lines = dump_text(["Australia/Sydney"], 2020, 2021).splitlines(keepends=True)
-    shown = b"".join(b"acDstDump[%d]: %s\r\n" % each for each in enumerate(lines))
+    shown = shown_of(lines_of(dump_text(["Australia/Sydney"], 2020, 2021).decode()))
     for now, result in (
         (JANUARY, 1), (start - 1, 1), (start, 0), (start + 1, 0), (JULY, 0), (end - 1, 0), (end, 0), (end + 1, 1),
     ):  # fmt: skip
@@ -73,7 +72,7 @@ def test_bounds_are_the_process_zone_s_own(bench: Bench, process_zone: str) -> N
         # Winter time is the exception there; by the clock it is like anywhere in the north.
         ("Europe/Dublin", 2020, False),
     ):
-        verdict = judge(dump_text([location], year, year + 1), year, process_zone)
+        verdict = judge(dump_text([location], year, year + 1), year, finder_of(process_zone))
         assert verdict.southern is southern, location
         check_bounds(shim, verdict, year, location)
 
@@ -92,7 +91,7 @@ def test_year_2036(bench: Bench) -> None:
     """Never in daylight-saving time: the number of the lowest instant holds these digits."""
     shim = calls(bench)
     for location in ("Europe/London", "Australia/Sydney"):
-        verdict = judge(dump_text([location], 2036, 2037), 2036, "Etc/UTC")
+        verdict = judge(dump_text([location], 2036, 2037), 2036, finder_of("Etc/UTC"))
         assert len(verdict.lines) == 8 and verdict.bounds is None
         for now in (instant(2036, 1, 15), instant(2036, 7, 15)):
             check(shim, verdict, 2036, now, location)
@@ -152,7 +151,7 @@ def test_one_change_in_the_year(bench: Bench) -> None:
     for location, year, southern in (("America/Caracas", 2016, False), ("Asia/Pyongyang", 2015, True)):
         dumped = dump_text([location], year, year + 1)
         assert len(dumped.splitlines()) == 6
-        verdict = judge(dumped, year, "Etc/UTC")
+        verdict = judge(dumped, year, finder_of("Etc/UTC"))
         assert verdict.southern is southern
         assert verdict.bounds is not None and instant(year + 1) <= verdict.bounds[1] < instant(year + 1, 2)
         check_bounds(shim, verdict, year, location)
@@ -163,7 +162,7 @@ def test_many_changes_in_the_year(bench: Bench) -> None:
     shim = calls(bench)
     dumped = dump_text(["Africa/Casablanca"], 2012, 2013)
     assert len(dumped.splitlines()) == 12
-    verdict = judge(dumped, 2012, "Etc/UTC")
+    verdict = judge(dumped, 2012, finder_of("Etc/UTC"))
     assert len(verdict.lines) == 8
     check_bounds(shim, verdict, 2012, "Africa/Casablanca")
     assert content(bench.world, DUMP) == dumped
@@ -179,7 +178,7 @@ def test_very_long_location(bench: Bench) -> None:
     assert (result, error) == (0, b"")
     dumped = content(bench.world, DUMP)
     assert dumped is not None and len(dumped.splitlines()) == 8
-    verdict = judge(dumped, 2020, "Etc/UTC")
+    verdict = judge(dumped, 2020, finder_of("Etc/UTC"))
     assert (result, shown) == (verdict.result(JULY), verdict.output(JULY))
     assert ask(shim, 2020, JULY, "x" * 20000)[0] == 0
 

@@ -8,8 +8,9 @@ import pytest
 
 from lab import BASE_CONFIG, Called, Daemon, Shim
 from lab.bench import PRIMARY, SECONDARY, Bench, configured
-from tests.models.dump import dump_text, instant
 from lab.exported import DUMP, PROFILE, TZ_FILE, ZONES, calls, content, link
+from tests.models.local_times import instant
+from tests.models.zone_dump import dump_text
 
 OLD, NEW = "UTC+5:30", "UTC-8:0"
 JULY = instant(2020, 7, 15)

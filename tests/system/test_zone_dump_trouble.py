@@ -6,8 +6,8 @@ import pytest
 
 from lab import Called
 from lab.bench import Bench
-from tests.models.dump import LONDON_2020
 from lab.exported import DUMP, calls, content, years
+from tests.models.zone_dump import LONDON_2020
 
 DONE = Called(0)
 CANNOT_OPEN = b'********zdump:fopen("/tmp/dstconfig", "cw") error..!'

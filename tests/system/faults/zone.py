@@ -7,8 +7,8 @@ import signal
 
 from lab import Daemon, Shim, Vty
 from lab.bench import PRIMARY, Bench
-from tests.models.dump import LONDON_2020
 from lab.exported import DUMP, TZ_FILE, ZONES, calls, content, link, years
+from tests.models.zone_dump import LONDON_2020
 from .fault import JULY, Fault, lines_of, said, wait_faults
 
 

@@ -4,7 +4,7 @@ that read alike, the bisection's path chooses."""
 
 from datetime import datetime
 
-from tests.differential.zone_dump.local_times import EPOCH, HIGHEST, LOWEST
+from tests.models.local_times import EPOCH, HIGHEST, LOWEST
 
 DAY = 86400
 

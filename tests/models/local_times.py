@@ -11,22 +11,16 @@ import re
 from datetime import datetime, timedelta
 from zoneinfo import ZoneInfo
 
-from tests.differential.python_zones import FIRST, LAST, ZONES, block, contents_of, rule_file, transitions_of
+from tests.models.zone_files import ZONES, block, clean, contents_of, read_file, rule_file, transitions_of
 
 # Every 400 years the calendar repeats.
 CYCLE = 12622780800
 LOWEST, HIGHEST = -(1 << 63), (1 << 63) - 1
 EPOCH = datetime(1970, 1, 1)
+# What datetime reaches: the second day of year 1, the last day of year 9999.
+FIRST, LAST = -62135510400, 253402214400
 # The first and last local second whose year, less 1900, is a 32-bit number.
 FIRST_CLOCK, LAST_CLOCK = -67768040609740800, 67768036191676799
-
-# Characters that the engine keeps in an abbreviation.
-ODD_CHARACTER = re.compile(r"[^a-zA-Z0-9 :+\-._]")
-
-
-def clean(abbreviation):
-    return ODD_CHARACTER.sub("_", abbreviation)[:16]
-
 
 class Zone:
     leaps = ()
@@ -191,34 +185,9 @@ class LeapZone(Zone):
         return self.plain.look(t - self.leap(t)[0])
 
 
-def read_file(path):
-    """Types (offset, dst, abbreviation, by UT or not), transitions and leap seconds of
-    the 64-bit block."""
-    data = path.read_bytes()
-
-    def number(at, size):
-        return int.from_bytes(data[at:at + size], "big", signed=True)
-
-    def counts(at):
-        return [number(at + 20 + 4 * i, 4) for i in range(6)]
-
-    isut, isstd, leaps, times, kinds, characters = counts(0)
-    at = 44 + times * 5 + kinds * 6 + characters + leaps * 8 + isstd + isut
-    isut, isstd, leaps, times, kinds, characters = counts(at)
-    at += 44
-    transitions = [(number(at + 8 * i, 8), data[at + 8 * times + i]) for i in range(times)]
-    at += 9 * times
-    names = data[at + 6 * kinds:at + 6 * kinds + characters]
-    ut_at = at + 6 * kinds + characters + 12 * leaps + isstd
-    types = []
-    for i in range(kinds):
-        start = data[at + 6 * i + 5]
-        name = names[start:names.index(b"\0", start)].decode()
-        types.append((number(at + 6 * i, 4), data[at + 6 * i + 4], clean(name),
-                      isut and data[ut_at + i]))
-    at += 6 * kinds + characters
-    return types, transitions, [(number(at + 12 * i, 8), number(at + 12 * i + 8, 4))
-                                for i in range(leaps)]
+def instant(year, month=1, day=1, *clock):
+    """Seconds from 1970 of a date and time in UT."""
+    return (datetime(year, month, day, *clock) - EPOCH) // timedelta(seconds=1)
 
 
 def year_start(year):
