@@ -22,7 +22,7 @@
 #include "horad/tz.h"
 #include "timezone/dump_file.h"
 #include "timezone/dump_span.h"
-#include "timezone/zone_changes.h"
+#include "tz/zone_changes.h"
 #include "unit/tz/private_folder.h"
 
 namespace {

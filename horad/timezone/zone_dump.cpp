@@ -15,8 +15,8 @@
 #include "horad/tz.h"
 #include "timezone/dump_file.h"
 #include "timezone/dump_span.h"
-#include "timezone/zone_changes.h"
 #include "tz/calendar.h"
+#include "tz/zone_changes.h"
 
 namespace {
 

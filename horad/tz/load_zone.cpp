@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tz/build_index.h"
 #include "tz/extend_zone.h"
 #include "tz/tz_string.h"
 #include "tz/tzif.h"

@@ -9,6 +9,7 @@
 #include <pthread.h>
 
 #include "frr_module.h"
+#include "tz/build_index.h"
 #include "tz/load_zone.h"
 
 namespace {

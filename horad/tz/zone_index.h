@@ -13,8 +13,6 @@
 
 #include <cstdint>
 
-struct zone_state;
-
 inline constexpr int zone_index_slots = 4096;
 
 /// Slots end before this time, so that years within them fit any tm_year.
@@ -45,6 +43,3 @@ struct zone_index {
                                  ///< times that the table has and whose years fit
     std::uint16_t passed[zone_index_slots + 4]; ///< transitions up to a slot's start
 };
-
-/// Builds the index of a record that is otherwise complete.
-void build_index(zone_state &zone);

@@ -6,6 +6,7 @@
 #include "differential/parts.h"
 #include "differential/search_reference.h"
 #include "differential/zone_files.h"
+#include "tz/build_index.h"
 #include "tz/load_zone.h"
 #include "tz/tzif_builder.h"
 

@@ -9,6 +9,7 @@
 
 #include "fuzz/checks.h"
 #include "horad/tz.h"
+#include "tz/build_index.h"
 #include "tz/load_zone.h"
 #include "tz/tzif_builder.h"
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "fuzz/checks.h"
+#include "tz/build_index.h"
 #include "tz/load_zone.h"
 #include "tz/tz_string.h"
 

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "fuzz/checks.h"
+#include "tz/build_index.h"
 #include "tz/load_zone.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {

@@ -11,6 +11,7 @@
 
 #include "timezone/dump_file.h"
 #include "timezone/output.h"
+#include "tz/build_index.h"
 #include "tz/private_folder.h"
 #include "tz/zone_fixture.h"
 

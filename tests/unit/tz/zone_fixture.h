@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "horad/tz.h"
+#include "tz/build_index.h"
 #include "tz/load_zone.h"
 #include "tz/tz_string.h"
 #include "tz/tzif_builder.h"

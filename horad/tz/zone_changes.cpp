@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "timezone/zone_changes.h"
+#include "tz/zone_changes.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "tz/zone_index.h"
+#include "tz/build_index.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
 #include "tz/calendar.h"
-#include "tz/zone_state.h"
 
 namespace {
 

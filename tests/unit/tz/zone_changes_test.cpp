@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "timezone/dump_span.h"
-#include "timezone/zone_changes.h"
+#include "tz/zone_changes.h"
 #include "tz/zone_fixture.h"
 
 namespace {
