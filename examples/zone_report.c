@@ -12,6 +12,7 @@
 #include "version.h"
 #include "vty.h"
 
+#include "horad/frr_compat.h"
 #include "horad/timezone.h"
 #include "horad/tz.h"
 
@@ -93,7 +94,7 @@ DEFUN(show_time, show_time_cmd, "show time WORD",
     return found ? CMD_SUCCESS : CMD_WARNING;
 }
 
-static int add_commands(struct thread_master *master) {
+static int add_commands(struct event_loop *master) {
     (void)master;
     install_element(VIEW_NODE, &show_time_cmd); /* and with it in the enable node */
     return 0;

@@ -16,18 +16,18 @@
 #include "log.h"
 #include "privs.h"
 #include "sigevent.h"
-#include "thread.h"
 
 #include "client/signal_pipe.h"
 #include "database.h"
 #include "frr_module.h"
+#include "horad/frr_compat.h"
 #include "ntp_cli/config_check.h"
 #include "ntp_cli/ntp_cli.h"
 #include "ntp_state.h"
 
 namespace {
 
-thread_master *master;
+event_loop *master;
 
 void sighup() { zlog_info("SIGHUP received"); }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "ntp_cli/ntp_cli.h"
 
+#include <initializer_list>
+
 #include <zebra.h>
 
 #include "command.h"

@@ -19,12 +19,12 @@
 #include "buffer.h"
 #include "command.h"
 #include "memory.h"
-#include "thread.h"
 #include "vty.h"
 
 #include "client/signal_pipe.h"
 #include "fuzz/checks.h"
 #include "fuzz/machine.h"
+#include "horad/frr_compat.h"
 #include "ntp_cli/ntp_cli.h"
 #include "ntp_state.h"
 
@@ -32,7 +32,7 @@ namespace {
 
 bool prepare() {
     silence();
-    thread_master *const master = thread_master_create(nullptr);
+    event_loop *const master = event_master_create(nullptr);
     cmd_init(0); // without commands that write files
     vty_init(master, false);
     ntp_cli_init();

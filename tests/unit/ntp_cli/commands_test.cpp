@@ -14,9 +14,9 @@
 #include "buffer.h"
 #include "command.h"
 #include "memory.h"
-#include "thread.h"
 #include "vty.h"
 
+#include "horad/frr_compat.h"
 #include "ntp_state.h"
 
 namespace {
@@ -25,7 +25,7 @@ namespace {
 std::string answer(const std::string &line) {
     static const bool ready = [] {
         cmd_init(0);
-        vty_init(thread_master_create(nullptr), false);
+        vty_init(event_master_create(nullptr), false);
         ntp_cli_init();
         return true;
     }();
