@@ -12,6 +12,9 @@ set_target_properties(horad PROPERTIES INSTALL_RPATH "$ORIGIN/${from_daemon}")
 install(TARGETS horad RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT daemon)
 # Where a libfrr installed with the daemon looks for modules by their names.
 install(TARGETS horad_status LIBRARY DESTINATION ${private_libraries}/modules COMPONENT daemon)
+install(TARGETS horadctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT daemon)
+install(FILES packaging/horadctl.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  RENAME horadctl COMPONENT daemon)
 # A device has its own ones, and needs no copy of them.
 foreach(library cli_helper config_db zone_catalogue)
   get_target_property(is_imported ${library} IMPORTED)
@@ -31,24 +34,28 @@ install(FILES packaging/horad.conf packaging/horad.default packaging/horad.nft
   DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT daemon)
 install(PROGRAMS packaging/restore-configuration DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/horad COMPONENT daemon)
 install(FILES docs/horad.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT daemon)
+install(FILES docs/horadctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT daemon)
 # In folders as here, so that links from one to the other lead there.
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon
-  PATTERN horad.8 EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+  PATTERN horad.8 EXCLUDE PATTERN horadctl.1 EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
 
-# The unit starts what is installed with it, wherever that is.
+# The units start what is installed with them, wherever that is.
 install(CODE "
   get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
-  file(READ \"${PROJECT_SOURCE_DIR}/packaging/horad.service\" unit)
-  string(REPLACE /usr/sbin/horad \"\${prefix}/${CMAKE_INSTALL_SBINDIR}/horad\" unit \"\${unit}\")
-  if(NOT prefix STREQUAL /usr OR NOT ${HORAD_INSTALL_LIBFRR})
-    string(REPLACE \"-M horad_status\" \"-M \${prefix}/${private_libraries}/modules/horad_status.so\" unit \"\${unit}\")
-  endif()
-  string(REPLACE /usr/libexec/ \"\${prefix}/${CMAKE_INSTALL_LIBEXECDIR}/\" unit \"\${unit}\")
-  set(file \"\${prefix}/lib/systemd/system/horad.service\")
-  message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
-  file(WRITE \"\$ENV{DESTDIR}\${file}\" \"\${unit}\")
-  list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")
+  foreach(name horad.service horad-wait.service)
+    file(READ \"${PROJECT_SOURCE_DIR}/packaging/\${name}\" unit)
+    string(REPLACE /usr/sbin/horad \"\${prefix}/${CMAKE_INSTALL_SBINDIR}/horad\" unit \"\${unit}\")
+    string(REPLACE /usr/bin/horadctl \"\${prefix}/${CMAKE_INSTALL_BINDIR}/horadctl\" unit \"\${unit}\")
+    if(NOT prefix STREQUAL /usr OR NOT ${HORAD_INSTALL_LIBFRR})
+      string(REPLACE \"-M horad_status\" \"-M \${prefix}/${private_libraries}/modules/horad_status.so\" unit \"\${unit}\")
+    endif()
+    string(REPLACE /usr/libexec/ \"\${prefix}/${CMAKE_INSTALL_LIBEXECDIR}/\" unit \"\${unit}\")
+    set(file \"\${prefix}/lib/systemd/system/\${name}\")
+    message(STATUS \"Installing: \$ENV{DESTDIR}\${file}\")
+    file(WRITE \"\$ENV{DESTDIR}\${file}\" \"\${unit}\")
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${file}\")
+  endforeach()
 " COMPONENT daemon)
 
 install(DIRECTORY include/horad DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT headers)

@@ -42,16 +42,20 @@ def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) 
     unpacked = tree(packages[architecture], tmp_path / "tree")
     private = f"usr/lib/{TRIPLETS[architecture]}/horad"
     assert {str(path.relative_to(unpacked)) for path in programs(unpacked)} == {
+        "usr/bin/horadctl",
         "usr/sbin/horad",
         *(f"{private}/{name}" for name in PRIVATE),
     }
     for name in (
+        "lib/systemd/system/horad-wait.service",
         "lib/systemd/system/horad.service",
         "usr/libexec/horad/restore-configuration",
         "usr/include/horad/timezone.h",
         "usr/share/doc/horad/copyright.libfrr",
         "usr/share/doc/horad/docs/guide.md",
         "usr/share/doc/horad/examples/zone_report.c",
+        "usr/share/bash-completion/completions/horadctl",
+        "usr/share/man/man1/horadctl.1.gz",
         "usr/share/man/man8/horad.8.gz",
     ):
         assert (unpacked / name).is_file()
@@ -197,6 +201,9 @@ def test_installed_without_a_package(tmp_path: Path, prefix: str) -> None:
     assert {path.name for path in (folder / "include" / "horad").iterdir()} >= {"timezone.h", "tz.h"}
     unit = (folder / "lib" / "systemd" / "system" / "horad.service").read_text()
     assert f"ExecStart={folder}/sbin/horad " in unit
+    waiting = (folder / "lib" / "systemd" / "system" / "horad-wait.service").read_text()
+    assert f"ExecStart={folder}/bin/horadctl wait " in waiting
+    assert subprocess.run([str(folder / "bin" / "horadctl"), "--version"], stdout=subprocess.DEVNULL).returncode == 0
     helper = folder / "libexec" / "horad" / "restore-configuration"
     assert os.access(helper, os.X_OK)
     assert f"ExecStartPre=-{helper} " in unit
@@ -224,9 +231,11 @@ def test_install(debian: Debian) -> None:
     debian.run(INSTALL)
     assert debian.run("dpkg --audit").stdout == ""
     assert "horad version " in debian.run("horad --version").stdout
-    assert "not found" not in debian.run("ldd /usr/sbin/horad /usr/lib/*/horad/*.so*").stdout
-    # Started at boot.
-    assert debian.path("/etc/systemd/system/multi-user.target.wants/horad.service").is_symlink()
+    assert "horadctl version " in debian.run("horadctl --version").stdout
+    assert "not found" not in debian.run("ldd /usr/sbin/horad /usr/bin/horadctl /usr/lib/*/horad/*.so*").stdout
+    # Started at boot; waiting for it is for those who ask for it.
+    wanted = debian.path("/etc/systemd/system/multi-user.target.wants")
+    assert {path.name for path in wanted.iterdir()} == {"horad.service"}
     # The sample is a configuration that the daemon accepts as it is.
     accepted = debian.run(f"horad --dryrun -f {CONFIGURATION}")
     assert accepted.stdout == ""

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "steps_text.h"
+
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace {
+
+const std::vector<step> none;
+const std::vector<step> one{{1795420800, 2220}};
+const std::vector<step> two{{1795420800, 2220}, {1796025600, 12}};
+
+TEST(steps_text, table) {
+    EXPECT_EQ(steps_as_table(two, fit_drift(two)),
+              "time                      seconds        ppm\n"
+              "2026-11-23T08:00:00Z         2220          -\n"
+              "2026-11-30T08:00:00Z           12      19.84\n"
+              "drift 19.84 +/- 0.68 ppm: the clock runs slow, by 12.0 s in a week\n");
+}
+
+TEST(steps_text, table_without_a_drift) {
+    EXPECT_EQ(steps_as_table(one, fit_drift(one)),
+              "time                      seconds        ppm\n"
+              "2026-11-23T08:00:00Z         2220          -\n"
+              "drift unknown: it takes two steps with time between them\n");
+    EXPECT_EQ(steps_as_table(none, fit_drift(none)), "no steps recorded\n");
+}
+
+TEST(steps_text, a_fast_clock) {
+    EXPECT_EQ(drift_in_words({-20, 0.5, -12.096}),
+              "drift -20.00 +/- 0.50 ppm: the clock runs fast, by 12.1 s in a week");
+}
+
+TEST(steps_text, csv) {
+    EXPECT_EQ(steps_as_csv(two),
+              "time,seconds\n2026-11-23T08:00:00Z,2220\n2026-11-30T08:00:00Z,12\n");
+    EXPECT_EQ(steps_as_csv(none), "time,seconds\n");
+}
+
+TEST(steps_text, json) {
+    EXPECT_EQ(steps_as_json(two, fit_drift(two)), R"({
+  "steps":[
+    {
+      "time":"2026-11-23T08:00:00Z",
+      "seconds":2220
+    },
+    {
+      "time":"2026-11-30T08:00:00Z",
+      "seconds":12
+    }
+  ],
+  "driftPpm":19.84127,
+  "driftPpmUncertainty":0.675014,
+  "errorBeforeNextSeconds":12
+}
+)");
+}
+
+TEST(steps_text, json_without_a_drift) {
+    EXPECT_EQ(steps_as_json(none, fit_drift(none)), R"({
+  "steps":[
+  ],
+  "driftPpm":null,
+  "driftPpmUncertainty":null,
+  "errorBeforeNextSeconds":null
+}
+)");
+    EXPECT_NE(steps_as_json(one, fit_drift(one)).find("\"driftPpm\":null"), std::string::npos);
+}
+
+} // namespace

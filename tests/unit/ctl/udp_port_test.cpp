@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: GPL-2.0-or-later
+#include "udp_port.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char table[] =
+    "   sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout "
+    "inode ref pointer drops\n"
+    "  123: 00000000:007B 00000000:0000 07 00000000:00000000 00:00000000 00000000     0        0 "
+    "18265 2 0000000000000000 0\n"
+    "  124: 0100007F:0035 00000000:007B 07 00000000:00000000 00:00000000 00000000     0        0 "
+    "4711 2 0000000000000000 0\n"
+    "  125: 00000000000000000000000000000000:007B 00000000000000000000000000000000:0000 07 "
+    "00000000:00000000 00:00000000 00000000     0        0 18266 2 0000000000000000 0\n";
+
+using inodes = std::vector<unsigned long>;
+
+TEST(udp_port, is_that_of_the_local_address) {
+    EXPECT_EQ(sockets_at(table, 123), (inodes{18265, 18266}));
+    EXPECT_EQ(sockets_at(table, 53), inodes{4711});
+    EXPECT_EQ(sockets_at(table, 124), inodes{});
+}
+
+TEST(udp_port, of_a_broken_table_is_nobodys) {
+    EXPECT_EQ(sockets_at("", 123), inodes{});
+    EXPECT_EQ(sockets_at("a b c d e f g h i j k\n:007B :007B\n", 123), inodes{});
+}
+
+TEST(udp_port, of_an_unknown_process_is_unknown) {
+    EXPECT_EQ(find_port_holder(0), port_holder::unknown);
+}
+
+TEST(udp_port, holders_have_names) {
+    EXPECT_STREQ(name_of(port_holder::nobody), "nobody");
+    EXPECT_STREQ(name_of(port_holder::daemon), "the daemon");
+    EXPECT_STREQ(name_of(port_holder::another), "another program");
+    EXPECT_STREQ(name_of(port_holder::unknown), "unknown");
+}
+
+} // namespace
