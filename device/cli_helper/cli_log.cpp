@@ -6,7 +6,7 @@
 
 #include "config_db/change_log.h"
 
-// Where a record keeps what the log shows in columns of its own.
+/// Where a record keeps what the log shows in columns of its own.
 constexpr int kind_at = 0;
 constexpr int value_at = 28;
 

@@ -7,15 +7,15 @@ namespace {
 
 constexpr int mode_shell_text = 1;
 
-// All that a TZ text needs, less "/" (it ends a sed expression) and "<", ">"
-// (redirections where /etc/profile is read).  A list of what is harmless, not of
-// what is dangerous: nothing can be forgotten on it.
+/// All that a TZ text needs, less "/" (it ends a sed expression) and "<", ">"
+/// (redirections where /etc/profile is read).  A list of what is harmless, not of
+/// what is dangerous: nothing can be forgotten on it.
 bool is_harmless(char c) noexcept {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
            (c != '\0' && std::strchr("+-:,._", c));
 }
 
-// A constant text for each printable character that is refused.
+/// A constant text for each printable character that is refused.
 const char *name_of(char c) noexcept {
     static constexpr char names[] = "!\0\"\0#\0$\0%\0&\0'\0(\0)\0*\0/\0;\0<\0=\0>\0?\0@\0"
                                     "[\0\\\0]\0^\0`\0{\0|\0}\0~";
@@ -33,7 +33,7 @@ const char *name_of(char c) noexcept {
 const char *check_input_is_valid(const char *text, int mode) {
     if (mode != mode_shell_text)
         return "anything in an unknown mode";
-    if (!text)
+    if (text == nullptr)
         return "a null text";
     while (is_harmless(*text))
         ++text;

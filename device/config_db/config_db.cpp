@@ -14,17 +14,17 @@ namespace {
 
 constexpr char default_path[] = "/var/lib/horad/config.db";
 
-// The path is made absolute: the daemon may change its working directory, and
-// SQLite gives names such as ":memory:" a meaning of their own.
+/// The path is made absolute: the daemon may change its working directory, and
+/// SQLite gives names such as ":memory:" a meaning of their own.
 bool choose_path(char (&path)[sizeof(config_db::path)]) noexcept {
     // Read at start-up, before there is a second thread.
     const char *named = std::getenv("HORAD_CONFIG_DB"); // NOLINT(concurrency-mt-unsafe)
-    if (!named || !*named)
+    if (named == nullptr || *named == '\0')
         named = default_path;
 
     std::size_t used = 0;
     if (*named != '/') {
-        if (!getcwd(path, sizeof path - 1))
+        if (getcwd(path, sizeof path - 1) == nullptr)
             return false;
         used = std::strlen(path);
         path[used++] = '/';
@@ -37,7 +37,7 @@ bool choose_path(char (&path)[sizeof(config_db::path)]) noexcept {
 }
 
 bool is_initialised(const config_db *db) noexcept {
-    if (db && db->path[0])
+    if (db != nullptr && db->path[0] != '\0')
         return true;
     report_failure("(none)", "not initialised");
     return false;
@@ -46,7 +46,7 @@ bool is_initialised(const config_db *db) noexcept {
 } // namespace
 
 int database_init(struct config_db *db) {
-    if (!db)
+    if (db == nullptr)
         return report_failure("(none)", "no handle");
     if (!choose_path(db->path)) {
         db->path[0] = '\0';
@@ -56,7 +56,7 @@ int database_init(struct config_db *db) {
 }
 
 int database_disconnect(struct config_db *db) {
-    if (db)
+    if (db != nullptr)
         std::memset(db, 0, sizeof *db);
     return 0;
 }

@@ -9,17 +9,17 @@
 
 namespace {
 
-// Long enough for another writer's commit, short enough for the NTP client,
-// which waits it out.
+/// Long enough for another writer's commit, short enough for the NTP client,
+/// which waits it out.
 constexpr int busy_timeout_ms = 1000;
 
-// Readable by the file's group, e.g. for a backup; nobody else's business.
+/// Readable by the file's group, e.g. for a backup; nobody else's business.
 constexpr mode_t file_mode = 0640;
 constexpr mode_t folder_mode = 0750;
 
 constexpr int schema_version = 1;
 
-// The log must not be rewritten by whoever can write to the file through SQL.
+/// The log must not be rewritten by whoever can write to the file through SQL.
 constexpr char schema[] = R"(
 BEGIN IMMEDIATE;
 CREATE TABLE IF NOT EXISTS clock_step (
@@ -58,8 +58,8 @@ void create_folders(const char *path) noexcept {
     }
 }
 
-// SQLite would create the file readable by everyone.  And it must not be opened
-// here: closing it again would drop the locks that another thread holds on it.
+/// SQLite would create the file readable by everyone.  And it must not be opened
+/// here: closing it again would drop the locks that another thread holds on it.
 bool create_file(const char *path) noexcept {
     if (mknod(path, S_IFREG | file_mode, 0) == 0 || errno == EEXIST)
         return true;
@@ -74,7 +74,7 @@ bool execute(sqlite3 *db, const char *sql) noexcept {
     return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-// Returns the version of the tables in the file, 0 for a new one, -1 on failure.
+/// Returns the version of the tables in the file, 0 for a new one, -1 on failure.
 int read_version(sqlite3 *db) noexcept {
     sqlite3_stmt *prepared = nullptr;
     sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &prepared, nullptr);
@@ -84,7 +84,7 @@ int read_version(sqlite3 *db) noexcept {
     return sqlite3_column_int(query.get(), 0);
 }
 
-// Makes a file of tables of this version ready for a row.
+/// Makes a file of tables of this version ready for a row.
 bool prepare(sqlite3 *db, int version) noexcept {
     if (version < 0)
         return false;

@@ -26,14 +26,14 @@ struct finalize_statement {
 using connection = std::unique_ptr<sqlite3, close_connection>;
 using statement = std::unique_ptr<sqlite3_stmt, finalize_statement>;
 
-// Writes the one line on standard error that goes with a failure.  Returns -1.
+/// Writes the one line on standard error that goes with a failure.  Returns -1.
 int report_failure(const char *path, const char *reason) noexcept;
 
-// The same for the last failure of `db`.
+/// The same for the last failure of `db`.
 int report_failure(const char *path, sqlite3 *db) noexcept;
 
-// Opens the database at `path`, creating folder, file and tables if missing.
-// Returns null, reported, when it cannot be used.
+/// Opens the database at `path`, creating folder, file and tables if missing.
+/// Returns null, reported, when it cannot be used.
 connection open_store(const char *path) noexcept;
 
 inline bool bind_value(sqlite3_stmt *row, int place, std::int64_t value) noexcept {
@@ -46,8 +46,8 @@ inline bool bind_value(sqlite3_stmt *row, int place, blob value) noexcept {
     return sqlite3_bind_blob(row, place, value.bytes, value.size, SQLITE_STATIC) == SQLITE_OK;
 }
 
-// Stores one row: `insert` is the statement, `values` its parameters in order.
-// Returns 0 once it is committed, else -1, reported, and nothing is stored.
+/// Stores one row: `insert` is the statement, `values` its parameters in order.
+/// Returns 0 once it is committed, else -1, reported, and nothing is stored.
 template <typename... Values>
 int append_row(const char *path, const char *insert, Values... values) noexcept {
     const connection db = open_store(path);

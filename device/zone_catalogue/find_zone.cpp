@@ -24,7 +24,7 @@ using std::string_view;
 
 constexpr std::size_t longest_key = 63;
 
-// Zone files have a few thousand bytes.
+/// Zone files have a few thousand bytes.
 constexpr std::size_t largest_file = 32768;
 using file_buffer = char[largest_file];
 
@@ -39,8 +39,8 @@ constexpr continent_folder continents[] = {
     {"Australia", "Australia"}, {"Pacific", "Pacific"},
 };
 
-// A location becomes part of a path: no component may be empty or hold a dot,
-// so that none can lead out of the continent's folder.
+/// A location becomes part of a path: no component may be empty or hold a dot,
+/// so that none can lead out of the continent's folder.
 bool is_location(string_view text) noexcept {
     const auto belongs = [](char c) {
         return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
@@ -50,8 +50,8 @@ bool is_location(string_view text) noexcept {
            text.back() != '/' && text.find("//") == string_view::npos;
 }
 
-// Reads a whole file into `buffer`; nothing when it is no regular file or does
-// not fit.
+/// Reads a whole file into `buffer`; nothing when it is no regular file or does
+/// not fit.
 std::optional<string_view> read_file(const char *path, file_buffer &buffer) noexcept {
     // Opening a FIFO must not wait for a writer.
     const int file = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
@@ -75,7 +75,7 @@ std::optional<string_view> read_file(const char *path, file_buffer &buffer) noex
     return string_view(buffer, size);
 }
 
-// An entry in the list of all entries handed out; its texts follow it in memory.
+/// An entry in the list of all entries handed out; its texts follow it in memory.
 struct kept_entry {
     kept_entry *next;
     std::size_t size; // of the texts
@@ -87,9 +87,9 @@ struct kept_entry {
 std::mutex kept_mutex;
 kept_entry *kept;
 
-// Returns the entry with these texts (five, each ended by a zero byte), making
-// it if there is none yet.  The list grows by what zone files say, not by what
-// is asked: it needs no limit.
+/// Returns the entry with these texts (five, each ended by a zero byte), making
+/// it if there is none yet.  The list grows by what zone files say, not by what
+/// is asked: it needs no limit.
 const zone_catalogue_entry *keep(string_view texts) noexcept {
     const std::scoped_lock lock(kept_mutex);
     for (kept_entry *one = kept; one; one = one->next)

@@ -5,5 +5,5 @@
 
 struct zone_catalogue_entry;
 
-// As get_zone_info_by_continent_city(), with the zone files below `root`.
+/// As get_zone_info_by_continent_city(), with the zone files below `root`.
 const zone_catalogue_entry *find_zone(const char *root, const char *key) noexcept;

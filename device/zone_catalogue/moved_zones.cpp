@@ -3,13 +3,13 @@
 
 namespace {
 
-// One line per offered name, then the files to try, in order, when there is none
-// of that name.  Some names live outside their continent's folder; others are
-// old, and a distribution may install the files of old names apart or leave them
-// out.  Each line therefore ends in a zone that every distribution has.
-//
-// One text, rather than an array of pointers to many: it needs no relocation and
-// stays in pages that are shared and read only when a zone is set.
+/// One line per offered name, then the files to try, in order, when there is none
+/// of that name.  Some names live outside their continent's folder; others are
+/// old, and a distribution may install the files of old names apart or leave them
+/// out.  Each line therefore ends in a zone that every distribution has.
+///
+/// One text, rather than an array of pointers to many: it needs no relocation and
+/// stays in pages that are shared and read only when a zone is set.
 constexpr std::string_view moved_zones = R"(Africa/Accra Africa/Abidjan
 Africa/Addis_Ababa Africa/Nairobi
 Africa/Asmara Africa/Nairobi

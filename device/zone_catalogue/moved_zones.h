@@ -5,6 +5,6 @@
 
 #include <string_view>
 
-// Returns the files that may stand in for `name` ("Africa/Egypt"), best first
-// with a blank between; empty when there are none.
+/// Returns the files that may stand in for `name` ("Africa/Egypt"), best first
+/// with a blank between; empty when there are none.
 std::string_view moved_zone_files(std::string_view name) noexcept;

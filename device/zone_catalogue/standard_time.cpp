@@ -10,7 +10,7 @@ using std::string_view;
 
 constexpr int seconds_per_hour = 3600;
 
-// What the file says of one kind of local time.
+/// What the file says of one kind of local time.
 struct local_time {
     int east; // seconds east of UTC
     string_view name;
@@ -37,7 +37,7 @@ string_view take_front(string_view &text, std::size_t size) noexcept {
     return front;
 }
 
-// A name is a run of letters, or anything that names may hold in "<" and ">".
+/// A name is a run of letters, or anything that names may hold in "<" and ">".
 string_view take_name(string_view &text, bool (*belongs)(char)) noexcept {
     std::size_t size = 0;
     while (size < text.size() && belongs(text[size]))
@@ -67,7 +67,7 @@ std::optional<int> take_number(string_view &text, int largest) noexcept {
     return number;
 }
 
-// Hours, minutes and seconds in a rule's own direction: west of UTC.
+/// Hours, minutes and seconds in a rule's own direction: west of UTC.
 std::optional<int> take_offset(string_view &text) noexcept {
     const bool negative = text.starts_with('-');
     if (negative || text.starts_with('+'))
@@ -97,9 +97,9 @@ std::optional<local_time> take_local_time(string_view &text,
     return local_time{-*west, *name};
 }
 
-// The rule in the file's last line holds for all times to come.  Where summer
-// time is called standard and winter time the exception (Dublin), an operator
-// still expects winter time: the one with less time ahead of UTC is taken.
+/// The rule in the file's last line holds for all times to come.  Where summer
+/// time is called standard and winter time the exception (Dublin), an operator
+/// still expects winter time: the one with less time ahead of UTC is taken.
 std::optional<standard_time> read_rule(string_view rule) noexcept {
     const auto standard = take_local_time(rule, {});
     if (!standard)
@@ -112,8 +112,8 @@ std::optional<standard_time> read_rule(string_view rule) noexcept {
     return in_minutes(daylight->east < standard->east ? *daylight : *standard);
 }
 
-// One of a file's two blocks of transitions; the second, with 64-bit times, is
-// the one in use since 2005.
+/// One of a file's two blocks of transitions; the second, with 64-bit times, is
+/// the one in use since 2005.
 struct block {
     char version;
     string_view transition_types; // an index per transition
@@ -171,7 +171,7 @@ std::optional<local_time> standard_type(const block &zone, std::size_t type) noe
                       take_name(name, is_name_character)};
 }
 
-// Without a rule: the standard time last changed to, else the first there is.
+/// Without a rule: the standard time last changed to, else the first there is.
 std::optional<standard_time> last_standard_type(const block &zone) noexcept {
     for (std::size_t left = zone.transition_types.size(); left > 0; --left)
         if (const auto time =

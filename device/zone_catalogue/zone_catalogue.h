@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: GPL-2.0-or-later */
 /*
  * The device's zone catalogue: which continent and location names an operator
- * may choose, and the zone behind each.
+ * may choose, and the zone of each.
  */
 #ifndef HORAD_DEVICE_ZONE_CATALOGUE_H
 #define HORAD_DEVICE_ZONE_CATALOGUE_H

@@ -89,7 +89,8 @@ hull find_hull(bound edge, segment *segments, const char *name, const char *cros
                &across);
         const auto [low, high] =
             is_upper ? std::pair(previous, along.slope) : std::pair(along.slope, previous);
-        // The smallest in both hulls, on purpose.
+        // The smallest in the lower hull, too, where the largest would be the closer one:
+        // recorded results depend on it.
         if (low < across.slope && across.slope < high &&
             (!found.crossing || across.slope < found.crossing->slope))
             found.crossing = across;
@@ -127,7 +128,8 @@ bool trim_upper(const hull &sides, const segment &mincross, const segment &maxcr
 }
 
 /// The same for the lower hull.  Its far end is the same line, kept in the first
-/// slot too, and its last corner is repeated when debugging only; both on purpose.
+/// slot too, and its last corner is repeated when debugging only: recorded results depend
+/// on both.
 bool trim_lower(const hull &sides, const segment &mincross, const segment &maxcross) {
     const auto is_within = [&](int k) {
         return k <= sides.count && sides.segments[k].slope >= mincross.slope;

@@ -12,7 +12,7 @@ namespace {
 constexpr std::int64_t default_low = -500;
 constexpr std::int64_t default_high = 2500;
 
-/// Reads a year at the start of a text and moves on behind it.  Years out of
+/// Reads a year at the start of a text and moves on after it.  Years out of
 /// range are as far away as can be.
 std::optional<std::int64_t> read_year(const char *&text) {
     char *end = nullptr;

@@ -117,7 +117,7 @@ int32_t set_system_timezone_by_path(const char *path) noexcept {
         }
         return failed;
     }
-    // The file behind an unset TZ is another one now; a TZ that is set still wins.
+    // The file that an unset TZ stands for is another one now; a TZ that is set still wins.
     reload_default_zone();
     debug_printf("\r\n>>>>Set system timezone %s successfully!\r\n", path);
     return 0;

@@ -62,7 +62,8 @@ int32_t set_system_timezone(const char *text) noexcept {
     if (!are_hours(number_in(given)))
         return refuse("\r\nerror time zone format h\r", old_format_error);
 
-    // Stored ahead of the minute check on purpose.
+    // Before the minutes are looked at: a caller that asks on which side of Greenwich the
+    // last text was gets it for one that is refused for its minutes, too.
     g_sys_timezone.east = !given.starts_with('-');
     if (!g_sys_timezone.east)
         given.remove_prefix(1);
@@ -84,7 +85,7 @@ int32_t set_system_timezone(const char *text) noexcept {
 int32_t set_system_timezone_new(const char *text) noexcept {
     constexpr std::size_t shortest = 5;
     constexpr std::size_t longest = longest_text;
-    constexpr int32_t last_minute = 60; // on purpose
+    constexpr int32_t last_minute = 60; // the TZ text takes it for the next hour
     if (text == nullptr)
         return refuse("\r\nWrong time zone format:NULL!\r", new_format_error);
     const std::string_view given(text);

@@ -51,7 +51,7 @@ bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) 
     index.shift = shift;
 
     // Few transitions lie more than four slots apart: each one marks so many
-    // slots behind it, and what it marked too far the next ones mark again.
+    // slots after it, and what it marked too far the next ones mark again.
     constexpr std::uint64_t four_times = 0x0001'0001'0001'0001;
     const auto mark_four = [&](std::size_t slot, int passed) {
         const std::uint64_t marks = static_cast<std::uint64_t>(passed) * four_times;

@@ -9,7 +9,7 @@
 namespace {
 
 /// Finds a place for an abbreviation: at any position from which the store
-/// reads like it (the end of a longer name will do), else behind the others.
+/// reads like it (the end of a longer name will do), else after the others.
 /// Returns -1 when there is none.
 int place_abbreviation(const char *name, char *store, int &count) {
     for (int i = 0; i < count; ++i)
@@ -105,13 +105,13 @@ bool are_equivalent(const zone_data &zone, int a, int b) {
 bool recurs(const zone_data &zone, bool any_order, int end, std::int64_t time) {
     const std::int64_t *const times = zone.transition_times;
     int first = 0;
-    int behind = zone.transition_count;
+    int stop = zone.transition_count;
     if (!any_order) {
-        const auto near = static_cast<int>(std::lower_bound(times, times + behind, time) - times);
+        const auto near = static_cast<int>(std::lower_bound(times, times + stop, time) - times);
         first = std::max(near - rule_disorder, 0);
-        behind = std::min(near + rule_disorder, behind);
+        stop = std::min(near + rule_disorder, stop);
     }
-    for (int i = first; i < behind; ++i)
+    for (int i = first; i < stop; ++i)
         if (times[i] == time && are_equivalent(zone, i, end))
             return true;
     return false;

@@ -19,7 +19,7 @@ constexpr char rules_file[] = "posixrules";
 /// the stack: loading takes nothing from the heap.
 struct work_area {
     unsigned char file[zone_file_limit];
-    zone_data footer; ///< the zone of the rule string behind the table
+    zone_data footer; ///< the zone of the rule string after the table
 };
 static_assert(sizeof(work_area) == zone_path_size);
 

@@ -23,7 +23,7 @@ const zone_state &local_zone();
 /// itself are for one thread at a time.
 const zone_state &refresh_local_zone();
 
-/// The same, but an unset TZ is taken for a changed one: the file behind it was
+/// The same, but an unset TZ is taken for a changed one: the file that stands for it was
 /// replaced.
 const zone_state &reload_default_zone();
 

@@ -8,8 +8,8 @@ namespace {
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-/// Copies one conversion (from behind its "%") with its assignment suppressed.
-/// Returns the position behind it.
+/// Copies one conversion (from after its "%") with its assignment suppressed.
+/// Returns the position after it.
 const char *suppress_conversion(const char *from, char *&to) {
     if (*from == '%') {
         *to++ = *from++;

@@ -12,7 +12,7 @@ bool is_digit(char c) { return c >= '0' && c <= '9'; }
 constexpr int days_per_week = 7;
 constexpr int most_hours = 24 * days_per_week - 1;
 
-/// Quoted or not.  Returns the position behind it, or null for a name that is
+/// Quoted or not.  Returns the position after it, or null for a name that is
 /// empty or whose ">" is missing.
 const char *scan_any_name(const char *text, const char **name, std::size_t *length) {
     const bool quoted = *text == '<';
@@ -24,7 +24,7 @@ const char *scan_any_name(const char *text, const char **name, std::size_t *leng
     return quoted ? end + 1 : end;
 }
 
-/// ",start,end" or ";start,end", and nothing behind.
+/// ",start,end" or ";start,end", and nothing after it.
 bool scan_rules(const char *text, tz_description &description) {
     text = scan_rule(text + 1, &description.start);
     if (text == nullptr || *text != ',')

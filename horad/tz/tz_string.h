@@ -38,7 +38,7 @@ struct tz_description {
 /// Takes a TZ string apart.
 ///
 /// last_ditch  the text begins with "GMT", which is taken for the standard
-///             name with offset 0; parsing goes on behind it
+///             name with offset 0; parsing goes on after it
 ///
 /// Returns false when the text is malformed.
 bool scan_tz_string(const char *text, tz_description &description, bool last_ditch);
@@ -56,11 +56,11 @@ inline bool needs_rules_file(const tz_description &description) {
 /// Returns of which kind its transitions are.
 rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone);
 
-// Scanners.  Each returns the position behind what it read, or null.
+// Scanners.  Each returns the position after what it read, or null.
 
 /// An unquoted name; may be empty.  Never fails.
 const char *scan_name(const char *text);
-/// A quoted name behind its "<", up to the ">".
+/// A quoted name after its "<", up to the ">".
 const char *scan_quoted_name(const char *text);
 /// A decimal number in lowest..highest.
 const char *scan_number(const char *text, int *number, int lowest, int highest);
