@@ -30,7 +30,7 @@ is gone when this process is, however it ends.  Needs root.
         .running .status .stdout() .stderr() .wait_stdout(bytes) .wait_stderr()
         .connect() .vty(node) .thread(name) .status_field("VmRSS")
     Shim(world, **settings)   settings: see lab/shim/shim.h
-        .set(**settings) .fail("settimeofday", "EPERM", times=1, after=0)
+        .set(**settings) .fail("open", "EACCES", times=1, after="sleep")
         .call("set_system_timezone", "8:30") -> (result, stdout, stderr)   needs calls=1
         .cut_power(before="write 1") or (after="symlink")   kills the daemon there
         .skip(times)    ends waits of more than 200 s at once
@@ -57,4 +57,4 @@ __all__ = [
     "BASE_CONFIG", "CONFIG", "DAEMON_ADDRESS", "DEFAULT_BUILD", "PASSWORD", "PROJECT", "SERVER_ADDRESSES",
     "TIME_FACTOR", "VTY_PORT", "Build", "Called", "Closed", "Daemon", "Event", "Peer", "Shim", "Timeout", "Unavailable",
     "Vty", "World", "chrony", "deadline", "ntpsec", "number_inside", "relay", "wait_for",
-]  # fmt: skip
+]

@@ -17,8 +17,9 @@ INSIDE = "/tmp/shim"
 _OTHER_ERRORS = {"HOST_NOT_FOUND": 1, "TRY_AGAIN": 2, "NO_RECOVERY": 3, "NO_DATA": 4, "IN_PART": -1}
 
 
-def failing(call: str, error: str, times: int | None = None, after: int = 0) -> dict[str, float | str]:
-    """The setting that lets a call fail, `times` times after `after` calls: for a daemon not yet started."""
+def failing(call: str, error: str, times: int | None = None, after: int | str = 0) -> dict[str, float | str]:
+    """The setting that lets a call fail, for a daemon not yet started: `times` times, after so many calls
+    or after an event."""
     number = _OTHER_ERRORS.get(error) or getattr(errno, error)
     return {f"{call}_errno": number if times is None else f"{number} {times} {after}"}
 
@@ -77,8 +78,8 @@ class Shim:
         self._settings.update(settings)
         self._write({})
 
-    def fail(self, call: str, error: str, times: int | None = None, after: int = 0) -> None:
-        """Lets a call fail: fail("settimeofday", "EPERM"), `times` times after `after` calls.
+    def fail(self, call: str, error: str, times: int | None = None, after: int | str = 0) -> None:
+        """Lets a call fail: fail("settimeofday", "EPERM"), `times` times, after so many calls or after an event.
 
         What is counted lasts until the next change of a setting.
         """

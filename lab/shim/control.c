@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: GPL-2.0-or-later */
 #include "shim.h"
 
+#include <ctype.h>
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -74,22 +75,37 @@ double control_number(const char *key, double fallback) {
 static struct {
     pthread_mutex_t lock;
     double serial;
+    char passed[1024]; /* names of events, each between blanks */
     struct {
         char key[32];
         int times;
     } counts[max_counts];
 } used = {.lock = PTHREAD_MUTEX_INITIALIZER, .serial = -1};
 
-/* Counts a use; whether it is one of the `allowed` ones that follow the first `spared`. */
-static bool use_up_one(const char *key, int spared, int allowed) {
+/* Locks it; what was counted before the last change of `serial` is forgotten. */
+static void lock_used(void) {
     double serial = control_number("serial", 0);
-    bool hit = false;
 
     pthread_mutex_lock(&used.lock);
     if (serial != used.serial) {
         memset(used.counts, 0, sizeof(used.counts));
+        strcpy(used.passed, " ");
         used.serial = serial;
     }
+}
+
+static bool has_passed(const char *name) {
+    char word[64];
+
+    snprintf(word, sizeof(word), " %s ", name);
+    return strstr(used.passed, word) != NULL;
+}
+
+/* Counts a use; whether it is one of the `allowed` ones that follow the first `spared`. */
+static bool use_up_one(const char *key, int spared, int allowed) {
+    bool hit = false;
+
+    lock_used();
     for (int i = 0; i < max_counts; i++) {
         if (used.counts[i].key[0] == '\0')
             snprintf(used.counts[i].key, sizeof(used.counts[i].key), "%s", key);
@@ -122,19 +138,33 @@ static void cut_power(const char *setting, const char *name) {
         kill(getpid(), SIGKILL);
 }
 
-void control_passed(const char *name) { cut_power("kill_after", name); }
+void control_passed(const char *name) {
+    size_t length;
+
+    lock_used();
+    length = strlen(used.passed);
+    if (!has_passed(name))
+        snprintf(used.passed + length, sizeof(used.passed) - length, "%s ", name);
+    pthread_mutex_unlock(&used.lock);
+    cut_power("kill_after", name);
+}
 
 bool control_fails(const char *call) {
-    char key[64], value[64];
-    int number = 0, times = 0, spared = 0;
+    char key[64], value[64], after[32] = "0";
+    int number = 0, times = 0;
+    bool begun;
 
     cut_power("kill_before", call);
     snprintf(key, sizeof(key), "%s_errno", call);
     if (!control_text(key, value, sizeof(value)))
         return false;
-    if (sscanf(value, "%d %d %d", &number, &times, &spared) >= 2 &&
-        !use_up_one(call, spared, times))
-        return false;
+    if (sscanf(value, "%d %d %31s", &number, &times, after) >= 2) {
+        lock_used();
+        begun = isdigit((unsigned char)after[0]) || has_passed(after);
+        pthread_mutex_unlock(&used.lock);
+        if (!begun || !use_up_one(call, atoi(after), times))
+            return false;
+    }
     if (number != 0 && control_number("faults", 0) != 0)
         event("fault", ", \"call\": \"%s\"", call);
     errno = number;

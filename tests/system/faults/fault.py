@@ -28,7 +28,7 @@ class Fault:
     often: str
     scenario: Callable[[Bench, "Fault"], list[str]]
     expected: Texts
-    after: int = 0  # calls that work before
+    after: int | str = 0  # an event before it
     failures: int = 1  # to wait for
     what: str = ""  # for the reader, instead of the call
     watch: str = ""  # files whose calls fail, beside those of the zone

@@ -97,7 +97,7 @@ FAULTS = [
         always=(NOT_STEPPED, NO_HOST + " each time", "stderr `10.77.0.1: Unknown host` each time", ON, STEPPED_LATER),
     ),
     *faults(
-        "gethostbyname", "NO_RECOVERY", exchange, after=1, what="`gethostbyname` of a datagram's sender",
+        "gethostbyname", "NO_RECOVERY", exchange, after="recvfrom", what="`gethostbyname` of a datagram's sender",
         once=(STEPPED, NO_HOST, "stderr `10.77.0.1: Unknown server error`", ON),
     ),
     *faults(
@@ -280,7 +280,7 @@ FAULTS = [
         always=("result 0", "0 lines shown", NOT_LISTED + " each time", ASKED_AGAIN),
     ),
     *faults(
-        "open", "EMFILE", daylight_saving, after=8, what="`fopen` of the list",
+        "open", "EMFILE", daylight_saving, after="sleep", what="`fopen` of the list",
         once=("result 0", "0 lines shown", SILENT, ASKED_AGAIN),
     ),
     *faults(
