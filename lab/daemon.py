@@ -78,7 +78,7 @@ class Daemon:
             wait_for("the daemon's vty", self._answers, 20)
         return self
 
-    def _open(self, inside: str):  # type: ignore[no-untyped-def]
+    def _open(self, inside: str):
         return self.world.path(inside).open("ab", buffering=0)
 
     def _answers(self) -> bool:
@@ -160,7 +160,7 @@ class Daemon:
     def wait_stderr(self, text: bytes, seconds: float = 10) -> bytes:
         return self._wait_output("standard error", self.stderr, text, seconds)
 
-    def _wait_output(self, what, read, text: bytes, seconds: float) -> bytes:  # type: ignore[no-untyped-def]
+    def _wait_output(self, what, read, text: bytes, seconds: float) -> bytes:
         try:
             wait_for(f"{text!r} on {what}", lambda: text in read(), seconds)
         except AssertionError as error:

@@ -402,7 +402,7 @@ PLAYS: list[Callable[[Stage], Sessions]] = [
     first_use, trace, two_silent, one_silent, no_route, weeks, running_configuration, one_server, switched_off,
     zone_never_set, zone_taken_away, zone_set_by_others, full_disk, hidden_passwords, refused, no_password, no_listener,
     port_taken, unknown_name, ipv6_only, clock_refused, wrong_length, read_only, corrupt_database,
-]  # fmt: skip
+]
 
 
 def record() -> dict[str, str]:

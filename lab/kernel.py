@@ -38,7 +38,7 @@ def setns(fd: int, kind: int) -> None:
 
 
 def mount(source: str, target: str, kind: str | None, flags: int, data: str | None = None) -> None:
-    encode = lambda text: None if text is None else text.encode()  # noqa: E731
+    encode = lambda text: None if text is None else text.encode()
     _checked(
         _libc.mount(encode(source), encode(target), encode(kind), ctypes.c_ulong(flags), encode(data)),
         f"mount {target}",

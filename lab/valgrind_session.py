@@ -25,18 +25,18 @@ SETTING_UP = [
     "timezone continent Europe location Paris", "ntp server 0.0.0.0", f"ntp server {'x' * 200}",
     "ntp server ntp1.lab 0.0.0.0", "ntp server ntp1.lab ntp2.lab", "second ntp server2 0.0.0.0",
     "second ntp server2 ntp3.lab", "no second ntp server2", "ntp server ntp1.lab ntp2.lab", "ntp enable",
-]  # fmt: skip
+]
 ZONES = [
     "show ntp", "show ntp json", "timezone continent Europe location Paris", "show timezone",
     "timezone continent Europe location Nowhere", "dst continent Asia location Tokyo",
     "timezone continent America location New_York", "timezone continent Indian_Ocean location Mahe",
-]  # fmt: skip
+]
 LEAVING = ["no timezone", "show timezone", "show ntp json", "exit", "no debug ntp", "debug ntp off", "end", "disable"]
 CALLS = [
     ("set_system_timezone", "8:30"), ("set_system_timezone_new", "+0530"), ("get_system_timezone",),
     ("systemGetDstCfg", 2020, START, "Europe/London"),
     ("set_system_timezone_by_path", "/usr/share/zoneinfo/Asia/Tokyo"), ("localtime_r", START),
-]  # fmt: skip
+]
 
 
 class UnderValgrind(Build):
@@ -45,7 +45,7 @@ class UnderValgrind(Build):
             "valgrind", "--leak-check=full", "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite",
             f"--error-exitcode={ERROR}", f"--log-file={REPORT}", "--vgdb=no", "--fair-sched=yes",
             f"--suppressions={PROJECT}/lab/valgrind.supp", *super().command(),
-        ]  # fmt: skip
+        ]
 
 
 def serve(server: socket.socket) -> None:

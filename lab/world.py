@@ -159,7 +159,7 @@ class World:
             "setpriv", "--pdeathsig", "KILL", "--bounding-set", "-sys_time", "--inh-caps", "-sys_time", "--",
             "env", "-i", *(f"{name}={value}" for name, value in variables.items()),
             *command,
-        ]  # fmt: skip
+        ]
         kernel.setns(self._process_space, kernel.CLONE_NEWPID)
         try:
             process = subprocess.Popen(

@@ -60,7 +60,7 @@ class Packet:
         )
 
     def but(self, **fields: object) -> Packet:
-        return replace(self, **fields)  # type: ignore[arg-type]
+        return replace(self, **fields)
 
 
 def unpack(data: bytes) -> Packet:

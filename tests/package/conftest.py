@@ -19,10 +19,10 @@ from tests.package.throwaway import PROJECT, Debian
 def build_packages(folder: Path, *before: str, clone: Path = PROJECT) -> dict[str, Path]:
     """Packages made in a clone, by architecture; those of debug information are beside them."""
     revision = subprocess.run(["git", "-c", f"safe.directory={PROJECT}", "-C", PROJECT, "describe", "--always", "--dirty",
-                               "--abbrev=12"], capture_output=True, text=True).stdout.strip()  # fmt: skip
+                               "--abbrev=12"], capture_output=True, text=True).stdout.strip()
     # Whoever builds a copy without the history names the revision.
     subprocess.run([*before, str(clone / "tools" / "package"), "--output", str(folder)], check=True,
-                   stdout=subprocess.DEVNULL, env={**os.environ, "HORAD_REVISION": revision})  # fmt: skip
+                   stdout=subprocess.DEVNULL, env={**os.environ, "HORAD_REVISION": revision})
     return by_architecture(folder, "horad")
 
 

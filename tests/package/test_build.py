@@ -20,7 +20,7 @@ def configure(folder: Path, *arguments: str, prefix: Path | None = None) -> subp
     if prefix is not None:
         environment["HORAD_FRR_PREFIX"] = str(prefix)
     return subprocess.run(["cmake", "-S", str(PROJECT), "-B", str(folder), "-G", "Ninja", "-DHORAD_TESTS=OFF", *arguments],
-                          env=environment, capture_output=True, text=True)  # fmt: skip
+                          env=environment, capture_output=True, text=True)
 
 
 def library(configured: subprocess.CompletedProcess[str]) -> Path:
@@ -53,7 +53,7 @@ def test_another_library_is_taken_at_any_time(device: Path, tmp_path: Path) -> N
     # Its headers are enough.
     configure(build, prefix=device)
     subprocess.run(["ninja", "-C", str(build), "horad/CMakeFiles/horad.dir/ntp_main.cpp.o"], check=True,
-                   stdout=subprocess.DEVNULL)  # fmt: skip
+                   stdout=subprocess.DEVNULL)
 
 
 @pytest.mark.parametrize("missing", ["include/frr/config.h", "include/frr/libfrr.h", "lib"])

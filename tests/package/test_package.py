@@ -31,7 +31,7 @@ DATABASE = "/var/lib/horad/config.db"
 
 def field(package: Path, name: str) -> str:
     return subprocess.run(["dpkg-deb", "--field", str(package), name], check=True, capture_output=True,
-                          text=True).stdout.strip()  # fmt: skip
+                          text=True).stdout.strip()
 
 
 # --- what is in them
@@ -74,7 +74,7 @@ def test_programs(packages: dict[str, Path], architecture: str, tmp_path: Path) 
     unpacked = tree(packages[architecture], tmp_path / "tree")
     for path in programs(unpacked):
         header = subprocess.run(["readelf", "--file-header", "--dynamic", "--wide", str(path)], check=True, capture_output=True,
-                                text=True).stdout  # fmt: skip
+                                text=True).stdout
         assert MACHINES[architecture] in header
         # They find their libraries wherever the whole is put, and nothing of the
         # builder's folders is left in them.
@@ -92,7 +92,7 @@ def test_both_need_the_same(packages: dict[str, Path], tmp_path: Path) -> None:
     for architecture, package in packages.items():
         unpacked = tree(package, tmp_path / architecture)
         wanted[architecture] = {(path.name, name) for path in programs(unpacked) for name in needed(path)
-                                if not name.startswith(LIBC)}  # fmt: skip
+                                if not name.startswith(LIBC)}
     assert wanted["amd64"] == wanted["arm64"]
     assert field(packages["amd64"], "Depends") == field(packages["arm64"], "Depends")
 
@@ -100,7 +100,7 @@ def test_both_need_the_same(packages: dict[str, Path], tmp_path: Path) -> None:
 def test_lintian(packages: dict[str, Path]) -> None:
     """Exceptions are listed, with reasons, in packaging/debian/horad.lintian-overrides."""
     done = subprocess.run(["lintian", "--display-info", "--fail-on", "info", "--allow-root",
-                           *map(str, packages.values())], capture_output=True, text=True)  # fmt: skip
+                           *map(str, packages.values())], capture_output=True, text=True)
     assert (done.stdout, done.returncode) == ("", 0)
 
 
@@ -143,7 +143,7 @@ def test_debug_information(packages: dict[str, Path], architecture: str, tmp_pat
         build_id = re.search(r"Build ID: (\w+)", notes)
         assert build_id is not None
         sections = subprocess.run(["readelf", "--debug-dump=info,line", "--wide", str(found.pop(build_id[1]))], check=True,
-                                  capture_output=True, text=True, errors="replace").stdout  # fmt: skip
+                                  capture_output=True, text=True, errors="replace").stdout
         assert "DW_AT_name" in sections
         assert str(PROJECT) not in sections and "/packages/tree" not in sections
     assert found == {}
@@ -172,7 +172,7 @@ def test_wrong_arguments(arguments: list[str]) -> None:
 def test_set_up_is_done_once() -> None:
     """The second time it only looks, and needs no network."""
     done = subprocess.run([*NO_NETWORK, str(PROJECT / "tools" / "setup"), "--tests"], check=True, capture_output=True,
-                          text=True)  # fmt: skip
+                          text=True)
     assert "installing" not in done.stdout + done.stderr
 
 
@@ -180,7 +180,7 @@ def test_arm64_package_runs(packages: dict[str, Path], tmp_path: Path) -> None:
     unpacked = tree(packages["arm64"], tmp_path / "tree")
     sysroot = PROJECT / "build" / "deps" / "arm64" / "root"
     done = subprocess.run(["qemu-aarch64", "-L", str(sysroot), str(unpacked / "usr/sbin/horad"), "--version"],
-                          check=True, capture_output=True, text=True)  # fmt: skip
+                          check=True, capture_output=True, text=True)
     assert f"horad version {field(packages['arm64'], 'Version')}\n" in done.stdout
     assert "built for aarch64 by " in done.stdout
 
@@ -189,7 +189,7 @@ def test_arm64_package_runs(packages: dict[str, Path], tmp_path: Path) -> None:
 def test_installed_without_a_package(tmp_path: Path, prefix: str) -> None:
     """cmake --install below any folder, named from anywhere: the daemon runs from there."""
     subprocess.run(["cmake", "--install", str(PROJECT / "build" / "release"), "--prefix", prefix], check=True,
-                   stdout=subprocess.DEVNULL, cwd=tmp_path)  # fmt: skip
+                   stdout=subprocess.DEVNULL, cwd=tmp_path)
     folder = tmp_path / prefix
     done = subprocess.run([str(folder / "sbin" / "horad"), "--version"], check=True, capture_output=True, text=True)
     assert done.stdout.startswith("horad version ")
@@ -357,7 +357,7 @@ def test_remove_keeps_what_is_the_operators(debian: Debian) -> None:
     debian.run(f"echo 'hostname mine' >>{CONFIGURATION}; mkdir -p /var/lib/horad; echo steps >{DATABASE}")
     debian.run("dpkg --remove horad")
     assert debian.run("ls /usr/sbin/horad /usr/lib/*/horad /lib/systemd/system/horad.service",
-                      check=False).stdout.count("No such file") == 3  # fmt: skip
+                      check=False).stdout.count("No such file") == 3
     assert debian.run(f"tail -n 1 {CONFIGURATION}; cat {DATABASE}").stdout == "hostname mine\nsteps\n"
     # Installed anew, it goes on with them.
     debian.run(INSTALL)
@@ -389,7 +389,7 @@ def test_takes_another_time_daemons_place(debian: Debian, tmp_path: Path) -> Non
     control = tmp_path / "other" / "DEBIAN" / "control"
     control.parent.mkdir(parents=True)
     control.write_text("Package: other-time\nVersion: 1\nArchitecture: all\nMaintainer: nobody <nobody@example.org>\n"
-                       "Provides: time-daemon\nDescription: another time daemon\n")  # fmt: skip
+                       "Provides: time-daemon\nDescription: another time daemon\n")
     pack(tmp_path / "other", tmp_path / "packages" / "other.deb")
     debian.run("dpkg --install /packages/other.deb")
     debian.run("apt-get --yes install /packages/horad.deb")

@@ -179,7 +179,7 @@ def test_command_line(unit: Unit) -> None:
     assert unit.command() == [
         "/usr/sbin/horad", "--vty_socket", "/run/horad", "-i", "/run/horad/horad.pid",
         "--log", "syslog", "-M", "horad_status", "-f", "/etc/frr/horad.conf", "-A", "127.0.0.1",
-    ]  # fmt: skip
+    ]
 
 
 MODULE = ["-M", "horad_status"]
@@ -195,7 +195,7 @@ MODULE = ["-M", "horad_status"]
         ("HORAD_LOG=\nHORAD_OPTIONS=\"-P 0\"\n", [*MODULE, "-P", "0"]),
         ("HORAD_MODULES=\nHORAD_OPTIONS=\"-P 0\"\n", ["--log", "syslog", "-P", "0"]),
     ],
-)  # fmt: skip
+)
 def test_options_of_the_machine(unit: Unit, tmp_path: Path, options: str | None, words: list[str]) -> None:
     copy = tmp_path / unit.path.relative_to(unit.root)
     copy.parent.mkdir(parents=True)

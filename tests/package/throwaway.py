@@ -42,11 +42,11 @@ class Debian:
             f"exec setpriv --bounding-set -sys_time --inh-caps -sys_time "
             f"env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive "
             f"chroot {root} sh -c {shlex.quote(command)}",
-        ])  # fmt: skip
+        ])
         done = subprocess.run(
             ["unshare", "--mount", "--net", "--pid", "--fork", "--kill-child", "--", "sh", "-c", script],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
-        )  # fmt: skip
+        )
         assert not check or done.returncode == 0, f"{command}: {done.stdout}"
         return done
 
@@ -68,7 +68,7 @@ def tree(package: Path, folder: Path) -> Path:
 
 def pack(folder: Path, package: Path) -> Path:
     subprocess.run(["dpkg-deb", "--root-owner-group", "--build", str(folder), str(package)],
-                   check=True, stdout=subprocess.DEVNULL)  # fmt: skip
+                   check=True, stdout=subprocess.DEVNULL)
     return package
 
 
@@ -97,5 +97,5 @@ def programs(folder: Path) -> Iterator[Path]:
 def needed(path: Path) -> set[str]:
     """The libraries that a program asks the loader for."""
     listed = subprocess.run(["readelf", "--dynamic", "--wide", str(path)], check=True, capture_output=True, text=True,
-                            env={**os.environ, "LC_ALL": "C"}).stdout  # fmt: skip
+                            env={**os.environ, "LC_ALL": "C"}).stdout
     return set(re.findall(r"\(NEEDED\).*\[(.*)\]", listed))

@@ -447,7 +447,7 @@ def capability_names() -> dict[int, str]:
 
 def capability_set(which: str, process: str = "self") -> set[str]:
     status = Path(f"/proc/{process}/status").read_text()
-    bits = int(re.search(rf"^{which}:\s*(\w+)$", status, re.MULTILINE)[1], 16)  # type: ignore[index]
+    bits = int(re.search(rf"^{which}:\s*(\w+)$", status, re.MULTILINE)[1], 16)
     return {name for number, name in capability_names().items() if bits >> number & 1}
 
 

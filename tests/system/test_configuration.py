@@ -17,7 +17,7 @@ def block(primary: str, secondary: str, zone: str | None = "Europe location Lond
     return "".join(lines).encode()
 
 
-def written(bench: Bench, daemon) -> bytes:  # type: ignore[no-untyped-def]
+def written(bench: Bench, daemon) -> bytes:
     """The daemon's part of the configuration file, after `write file`."""
     answer = bench.vty(daemon, "enable").command("write file")
     assert answer == f"Configuration saved to {CONFIG}\r\n".encode()
@@ -25,7 +25,7 @@ def written(bench: Bench, daemon) -> bytes:  # type: ignore[no-untyped-def]
     return text[text.find(b"ntp terminal") :] if b"ntp terminal" in text else b""
 
 
-def again(bench: Bench, daemon):  # type: ignore[no-untyped-def]
+def again(bench: Bench, daemon):
     """A new run with the configuration as the last one wrote it."""
     assert daemon.stop() == 0
     return bench.daemon(bench.world.path(CONFIG).read_bytes())

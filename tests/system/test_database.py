@@ -73,7 +73,7 @@ def folder(bench: Bench) -> str:
 
 
 @pytest.mark.parametrize("trouble", [below_a_file, corrupt, folder])
-def test_useless_database(bench: Bench, trouble) -> None:  # type: ignore[no-untyped-def]
+def test_useless_database(bench: Bench, trouble) -> None:
     path = trouble(bench)
     daemon = step_once(bench, environment={"HORAD_CONFIG_DB": path})
     assert daemon.shim is not None

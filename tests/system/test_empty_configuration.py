@@ -65,7 +65,7 @@ def test_with_a_priority_for_the_journal(file: Path) -> None:
 
 
 @pytest.mark.parametrize("options", ["-A 127.0.0.1 -f {} -P 2705", "-f{}", "--config_file {}", "--config_file={}",
-                                     "-f /nowhere/horad.conf -f {}", "--log syslog -d -f {} -f"])  # fmt: skip
+                                     "-f /nowhere/horad.conf -f {}", "--log syslog -d -f {} -f"])
 def test_the_daemons_options_name_the_file(file: Path, options: str) -> None:
     restore(*options.format(file).split())
     assert content(file) == GOOD

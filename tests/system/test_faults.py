@@ -15,7 +15,7 @@ PAGE = PROJECT / "docs" / "faults.md"
 _observed: dict[Fault, Texts] = {}
 
 
-def case(fault: Fault):  # type: ignore[no-untyped-def]
+def case(fault: Fault):
     # A sanitizer has an end of its own for want of memory, and a thread of its own.
     plain = fault.scenario is memory or (fault.call, fault.often) == ("pthread_create", ONCE)
     return pytest.param(fault, id=str(fault), marks=[pytest.mark.plain_build] if plain else [])

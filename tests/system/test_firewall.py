@@ -41,7 +41,7 @@ def dropped(world: World) -> int:
     """Datagrams that the table has dropped."""
     listed = json.loads(inside(world, "daemon", "nft", "--json", "list", "table", "inet", "horad"))
     return sum(part["counter"]["packets"] for entry in listed["nftables"] if "rule" in entry
-               for part in entry["rule"]["expr"] if "counter" in part)  # fmt: skip
+               for part in entry["rule"]["expr"] if "counter" in part)
 
 
 @pytest.fixture(autouse=True)
@@ -55,7 +55,7 @@ def rules(world: World) -> Iterator[None]:
 
 
 @pytest.mark.parametrize("kind", [chrony, ntpsec])
-def test_real_answers_pass(bench: Bench, kind) -> None:  # type: ignore[no-untyped-def]
+def test_real_answers_pass(bench: Bench, kind) -> None:
     bench.peer(kind, PRIMARY)
     daemon = bench.polling(PRIMARY, clock_offset=-86400)
     assert daemon.shim is not None

@@ -19,7 +19,7 @@ from lab.database import DATABASE, rows
 from lab.gauges import (
     FLAT, Flood, client, descriptors, measured, memory, processor_seconds, received,
     resting_descriptors, rounds, state, unread_bytes,
-)  # fmt: skip
+)
 from lab.servers.ntp_server import NtpServer, truthful
 from lab.servers.packet import Packet, timestamp
 
@@ -119,7 +119,7 @@ def test_overrun(bench: Bench, kind: str, debug: bool) -> None:
         f"{kind}, {'debug' if debug else 'quiet'}",
         read_per_s=read / took, dropped_per_s=dropped / took, us_each=used / read * 1e6,
         bytes_each=len(line), output_MB_per_s=read * len(line) / took / 1e6, read=read,
-    )  # fmt: skip
+    )
     shows(daemon, line * (first.read + read))
     still_steps(bench, daemon, server)
 
@@ -172,7 +172,7 @@ def test_forged_answers_in_the_week(bench: Bench) -> None:
     assert max(map(len, lines)) <= 110
     assert len(server.requests) == 1
     measured("forged answers", per_s=count / took, database_bytes_each=(database_size(bench) - size) / count,
-             output_bytes_each=len(lines[1]))  # fmt: skip
+             output_bytes_each=len(lines[1]))
 
 
 def database_size(bench: Bench) -> int:
@@ -285,7 +285,7 @@ def test_stopped_with_debug(bench: Bench) -> None:
     measured("stopped, debug", output_MB_per_s=size / took / 1e6)
     bench.vty(daemon, "config").command("debug ntp off")
     begun = b"".join(loop(text) for text in ("ISSET ntp_signal_pipe[0].749", "NTP_SIG_STOP.776",
-                                             "continue(FD_ISSET(ntp_signal_pipe)).789"))  # fmt: skip
+                                             "continue(FD_ISSET(ntp_signal_pipe)).789"))
     shown = daemon.stdout()
     same = shown == (begun + PASS + (LEFT + PASS) * (len(shown) // len(LEFT + PASS)))[: len(shown)]
     assert same

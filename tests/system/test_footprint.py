@@ -30,11 +30,11 @@ def imported(build: Build) -> set[str]:
     return {line.split()[-1].partition("@")[0] for line in listing.splitlines()}
 
 
-def sleeps(daemon: Daemon, task) -> int:  # type: ignore[no-untyped-def]
+def sleeps(daemon: Daemon, task) -> int:
     return daemon.status_field("voluntary_ctxt_switches", task)
 
 
-def settled(daemon: Daemon):  # type: ignore[no-untyped-def]
+def settled(daemon: Daemon):
     """The client thread, once it sleeps for good."""
     task = wait_for("the client thread", lambda: daemon.thread("ntpClient"))
 

@@ -21,7 +21,7 @@ POINTS = [
     "before socket", "after bind", "after lookup", "before sendto", "after sendto", "before recvfrom",
     "after recvfrom", "after cli_log", "before settimeofday", "after settimeofday", "before system", "after system",
     "after system_done", "after diff_time", "after diff_time_done", "before adjtimex", "after adjtimex", "after flush",
-]  # fmt: skip
+]
 
 
 class Ledger:
@@ -105,7 +105,7 @@ def test_killed_at(bench: Bench, point: str) -> None:
     number = {"socket": 1, "bind": 1, "lookup": 3}.get(point.split()[1], 2)
     side, call = point.split()
     daemon = bench.polling(PRIMARY, clock_frozen=START, scale=FAST, ready=False, skip=10**6,
-                           **{f"kill_{side}": f"{call} {number}"})  # fmt: skip
+                           **{f"kill_{side}": f"{call} {number}"})
     assert daemon.shim is not None
     assert daemon.wait() == -signal.SIGKILL
     ledger.check(daemon.shim)

@@ -15,7 +15,7 @@ from lab import PROJECT, Build, Daemon, Unavailable, World
 def test_a_daemon_and_its_libraries_below_tmp(build: Build, tmp_path: Path) -> None:
     assert str(tmp_path).startswith("/tmp/")
     subprocess.run(["cmake", "--install", build.folder, "--prefix", tmp_path / "build", "--component", "daemon"],
-                   check=True, stdout=subprocess.DEVNULL)  # fmt: skip
+                   check=True, stdout=subprocess.DEVNULL)
     (tmp_path / "build" / "sbin").rename(tmp_path / "build" / "bin")
     # As with a libfrr that is somewhere else.
     library = tmp_path / "build" / "lib" / "horad" / "libfrr.so.0"
@@ -43,7 +43,7 @@ def test_without_root_it_is_said_once(build: Build) -> None:
         ["setpriv", "--bounding-set", "-sys_admin", "--inh-caps", "-sys_admin", "--", sys.executable, "-m", "pytest",
          "-q", f"--build-dir={build.folder}", "tests/system/test_show.py"],
         cwd=PROJECT, capture_output=True, text=True,
-    )  # fmt: skip
+    )
     assert done.returncode == 1
     shown = done.stdout + done.stderr
     assert shown.count("the lab cannot be made, it needs root: [Errno 1] unshare: Operation not permitted") == 1

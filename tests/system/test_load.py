@@ -126,7 +126,7 @@ def test_ten_thousand_changes(bench: Bench) -> None:
     lines = [
         f"ntp server {PRIMARY} {SECONDARY}", "ntp enable", f"ntp server {SECONDARY}", "ntp enable", "show ntp json",
         "ntp disable", f"ntp server {PRIMARY} {PRIMARY}", "ntp enable", "no second ntp server2", "ntp enable",
-    ]  # fmt: skip
+    ]
 
     def work(count: int) -> None:
         for number in range(count):

@@ -20,7 +20,7 @@ def stamps(log: Path) -> list[datetime]:
     return [datetime.strptime(text.decode(), "%Y/%m/%d %H:%M:%S") for text in STAMP.findall(log.read_bytes())]
 
 
-def next_stamp(bench: Bench, daemon) -> timedelta:  # type: ignore[no-untyped-def]
+def next_stamp(bench: Bench, daemon) -> timedelta:
     """How far the stamp of a new log line is from UTC, to the quarter of an hour."""
     log = bench.world.path(LOG)
     before = len(stamps(log))

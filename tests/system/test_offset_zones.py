@@ -166,7 +166,7 @@ def test_digits_are_taken_as_typed(bench: Bench) -> None:
     shim.call("set_system_timezone_new", "+0330")
     for text, named in (
         ("+ 800", "blanks"), ("+;l00", ";"), ("+$(00", "$"), ("+08`0", "`"), ("-080\n", "control characters"),
-    ):  # fmt: skip
+    ):
         message = f"\r\nThe format of time zone is invalid! It can't contain {named}\r\n".encode()
         assert shim.call("set_system_timezone_new", text) == (0, message, b""), text
     assert shim.call("get_system_timezone").result == [1, 3, 30]

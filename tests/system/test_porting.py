@@ -26,7 +26,7 @@ def test_database_of_the_page(bench: Bench, tmp_path: Path) -> None:
     command = "gcc -shared -fPIC -O2 -Idevice -o mine/libconfig_db.so config_db.c"
     assert f"    {command}\n" in PAGE
     subprocess.run(["gcc", "-Wall", "-Werror", "-shared", "-fPIC", "-O2", f"-I{PROJECT}/device", "-o", str(library),
-                    str(tmp_path / "config_db.c")], check=True)  # fmt: skip
+                    str(tmp_path / "config_db.c")], check=True)
 
     bench.server(answer=truthful(timestamp(START + SLOW)))
     daemon = bench.daemon(configured(PRIMARY), clock_frozen=START, environment={"LD_LIBRARY_PATH": "/tmp"})

@@ -82,7 +82,7 @@ VERSION = b"horad version "
     "line",
     ["--version", "-v", "--vers", "--ve", "-dv", "-vd", "-d -v", "-P 0 --version", "--log=stdout -v",
      "--log stdout -v", "-N -N -v", "-v --help", "-v --nonsense", "word -v"],
-)  # fmt: skip
+)
 def test_version(bench: Bench, line: str) -> None:
     daemon = bench.daemon(arguments=line.split(), ready=False)
     assert daemon.wait() == 0

@@ -215,7 +215,7 @@ def test_files_of_a_database_at_work(bench: Bench) -> None:
 PIECES = [
     "$(touch$IFS/tmp/reached)", "`touch${IFS}/tmp/reached`", ";touch</tmp/reached", "|sh", "&&id", ">/tmp/reached",
     "'", '"', "\\", "\\n", "%s%n", "../..", "{a,b}", "~root", "*", "$(id)", "-w", "a=b", "#", "^",
-]  # fmt: skip
+]
 
 
 def test_no_text_reaches_a_shell(bench: Bench) -> None:
@@ -232,7 +232,7 @@ def test_no_text_reaches_a_shell(bench: Bench) -> None:
         name = "".join(chance.choices(PIECES, k=chance.randint(1, 5)))[:127].replace("?", "")
         zone = chance.choice(["timezone", "dst"])
         for line in (f"ntp server {name} {name}", f"second ntp server2 {name}", "ntp enable", "show ntp",
-                     f"{zone} continent Europe location {name}", f"ntp server {PRIMARY} {name}"):  # fmt: skip
+                     f"{zone} continent Europe location {name}", f"ntp server {PRIMARY} {name}"):
             session.command(line)
     with Flood(bench.world, PRIMARY) as flood:
         flood.send([piece.encode().ljust(48, b";") for piece in PIECES])

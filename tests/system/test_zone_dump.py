@@ -68,7 +68,7 @@ def test_bounds_are_first_seconds_of_years(bench: Bench) -> None:
     assert days == [
         ["Sun", "Jun", "28", "23:59:59", "2020"], ["Mon", "Jun", "29", "00:00:00", "2020"],
         ["Thu", "Dec", "31", "23:59:59", "2020"], ["Fri", "Jan", "1", "00:00:00", "2021"],
-    ]  # fmt: skip
+    ]
 
 
 def test_other_forms_of_years(bench: Bench) -> None:

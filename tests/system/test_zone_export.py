@@ -129,7 +129,7 @@ def test_every_character(bench: Bench) -> None:
         "UTC-8;touch /tmp/x", "UTC$(touch${IFS}/tmp/x)", "`touch\t/tmp/x`", "UTC-8' /etc/profile; touch /tmp/x; '",
         'UTC"; touch /tmp/x; "', "UTC-8\ntouch /tmp/x", "UTC|touch", "UTC&touch", "UTC/g;e touch", "a\\1", "UTC>x",
     ],
-)  # fmt: skip
+)
 def test_commands_in_disguise(bench: Bench, text: str) -> None:
     shim = calls(bench)
     answer = shim.call("sync_sys_timezone", text)

@@ -51,7 +51,7 @@ class Clone:
     def start(self, *command: str, before: tuple[str, ...] = (), **more: object) -> subprocess.Popen[str]:
         words = [*before, str(self.folder / command[0]), *command[1:]]
         return subprocess.Popen(words, env=self.environment, cwd="/", stdin=subprocess.DEVNULL, text=True,
-                                **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **more})  # fmt: skip
+                                **{"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, **more})
 
     def run(self, *command: str, before: tuple[str, ...] = (), **more: object) -> subprocess.CompletedProcess[str]:
         process = self.start(*command, before=before, **more)

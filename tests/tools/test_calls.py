@@ -17,7 +17,7 @@ from tests.tools.conftest import PROJECT, Clone, interrupt
 BOTH = pytest.mark.parametrize("script", ["run", "test"])
 NOBODY = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
 EVERY_TOOL = ["run", "test", *(f"tools/{name}" for name in
-              ("build", "build-libfrr", "debian-tree", "fetch-peers", "package", "record-sessions", "setup"))]  # fmt: skip
+              ("build", "build-libfrr", "debian-tree", "fetch-peers", "package", "record-sessions", "setup"))]
 
 
 def stops_after_set_up(clone: Clone, script: str = "true") -> None:

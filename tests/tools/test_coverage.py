@@ -35,7 +35,7 @@ AS_MARKED = {**ALL, 5: 0, 8: 0}
 
 
 def said(monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str], folder: Path, source: str,
-         lines: dict[int, int]) -> tuple[int, list[str]]:  # fmt: skip
+         lines: dict[int, int]) -> tuple[int, list[str]]:
     (folder / "horad").mkdir()
     (folder / "horad" / "f.cpp").write_text(source)
     monkeypatch.setattr(coverage, "PROJECT", folder)
@@ -64,9 +64,9 @@ def said(monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str], fo
             "fewer than 50.0 % of the lines ran",
         ]),
     ],
-)  # fmt: skip
+)
 def test_lines(monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str], tmp_path: Path, source: str,
-               lines: dict[int, int], expected: list[str]) -> None:  # fmt: skip
+               lines: dict[int, int], expected: list[str]) -> None:
     status, shown = said(monkeypatch, capsys, tmp_path, source, lines)
     assert shown == expected
     assert status == bool(expected)

@@ -84,7 +84,7 @@ CASES = [
     pytest.param(with_system, "tar", 'mkdir -p "${@: -1}"', id="system's files"),
     pytest.param(with_peers, "apt-get", "", id="servers"),
     pytest.param(with_peers, "ldd", 'echo "libssl.so.3 => not found"', id="servers' libraries"),
-]  # fmt: skip
+]
 Prepare = Callable[[Clone], list[str]]
 
 
