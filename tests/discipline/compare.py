@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The frequency discipline against its oracle: every result, text and all state.
+"""The frequency discipline against its oracle: every result and text.
 
-python3 -m tests.discipline.compare PROGRAM [--full] [--seed N]
+python3 -m tests.discipline.compare PROGRAM [--full | --share N] [--seed N]
 
 PROGRAM is discipline_run.
 """
@@ -43,7 +43,6 @@ def expected_from(sequence, traits=None):
         if traits is not None:
             count_traits(traits, estimator, command, text, result)
         texts.append(f"{text}= {result}\n")
-    texts.append(estimator.state())
     return texts
 
 
@@ -77,8 +76,7 @@ def first_difference(sequence, expected, got):
         for line in text.split("\n")[:-1]:
             found = lines[at] if at < len(lines) else "(nothing)"
             if line != found:
-                command = written(sequence[number]) if number < len(sequence) else "state"
-                return f"command {number + 1}, {command}:\n  oracle  {line}\n  program {found}"
+                return f"command {number + 1}, {written(sequence[number])}:\n  oracle  {line}\n  program {found}"
             at += 1
     return f"more was printed: {lines[at]}"
 
@@ -86,10 +84,10 @@ def first_difference(sequence, expected, got):
 def main():
     run = Run(sys.argv[1:])
     by_kind = collections.Counter()
-    batch = 100 * len(KINDS)
+    batch = run.amount(100, 100) * len(KINDS)
     for _ in range(run.amount(1, 20)):
         todo = list(sequences(run.random, batch))
-        asked = "".join("".join(written(command) + "\n" for command in sequence) + "state\nreset\n"
+        asked = "".join("".join(written(command) + "\n" for command in sequence) + "reset\n"
                         for _, sequence in todo)
         done = subprocess.run(run.command, input=asked, capture_output=True, text=True, check=True)
         answers = done.stdout.split("reset\n")[:-1]

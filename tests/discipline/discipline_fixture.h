@@ -8,9 +8,9 @@
 #include <gtest/gtest.h>
 
 #include "client/frequency_discipline.h"
+#include "common/child_process.h"
+#include "common/output.h"
 #include "ntp_state.h"
-#include "timezone/output.h"
-#include "tz/child_process.h"
 
 inline constexpr int lower = 0;
 inline constexpr int upper = 1;

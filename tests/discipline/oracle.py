@@ -284,15 +284,6 @@ class Discipline:
 
     # --- for comparisons ------------------------------------------------------
 
-    def state(self):
-        """All state, lossless, as discipline_run's "state" prints it."""
-        lines = [f"slot {i} {s.time} {hexed(s.offset)} {hexed(s.error_bar)} {s.frequency} "
-                 f"{hexed(s.bounds[0])} {hexed(s.bounds[1])}" for i, s in enumerate(self.ring)]
-        for name, segments in (("maxseg", self.maxseg), ("minseg", self.minseg)):
-            lines += [f"{name} {i} {hexed(s[0])} {hexed(s[1])}" for i, s in enumerate(segments)]
-        lines.append(f"df {hexed(self.df[0])} {hexed(self.df[1])}")
-        return "".join(line + "\n" for line in lines)
-
 
 def hexed(value):
     """A double in hexadecimal, as C's %a writes it."""

@@ -11,8 +11,6 @@
 //
 //   add TIME OFFSET ERROR_BAR FREQUENCY    a sample; prints "= RESULT" at last
 //   debug 0|1                              the flag
-//   state                                  prints all state
-//   digest                                 prints a checksum of all state
 //   reset                                  a new process, prints "reset"
 //
 // "-nan" is printed as "nan": the sign of a NaN is the processor's business.
@@ -29,7 +27,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "client/frequency_discipline.h"
+#include "horad/discipline.h"
 #include "ntp_state.h"
 
 namespace {
@@ -39,42 +37,6 @@ using lines = std::vector<std::string>;
 void without_nan_signs(std::string &text) {
     for (std::size_t at = 0; (at = text.find("-nan", at)) != std::string::npos;)
         text.erase(at, 1);
-}
-
-std::string hexed(double value) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%a", value);
-    return text;
-}
-
-std::string described(const char *name, const segment (&segments)[17]) {
-    std::string text;
-    for (std::size_t i = 0; i < 17; i++)
-        text += name + (" " + std::to_string(i)) + " " + hexed(segments[i].slope) + " " +
-                hexed(segments[i].value) + "\n";
-    return text;
-}
-
-std::string state() {
-    std::string text;
-    for (std::size_t i = 0; i < 16; i++) {
-        const discipline_sample &slot = d_ring[i];
-        text += "slot " + std::to_string(i) + " " + std::to_string(slot.time) + " " +
-                hexed(slot.offset) + " " + hexed(slot.error_bar) + " " +
-                std::to_string(slot.frequency) + " " + hexed(slot.bounds[0]) + " " +
-                hexed(slot.bounds[1]) + "\n";
-    }
-    text += described("maxseg", maxseg) + described("minseg", minseg);
-    text += "df " + hexed(df.left) + " " + hexed(df.right) + "\n";
-    without_nan_signs(text);
-    return text;
-}
-
-std::uint64_t digest(const std::string &text) {
-    std::uint64_t sum = 0xCBF29CE484222325U;
-    for (const char c : text)
-        sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
-    return sum;
 }
 
 /// False when the command is none.
@@ -89,10 +51,6 @@ bool perform(const std::string &command) {
         std::printf("= %" PRId32 "\n", result);
     } else if (std::sscanf(command.c_str(), "debug %" SCNd32, &frequency) == 1) {
         debug = frequency;
-    } else if (command == "state") {
-        std::fputs(state().c_str(), stdout);
-    } else if (command == "digest") {
-        std::printf("digest %016" PRIx64 "\n", digest(state()));
     } else {
         return false;
     }
