@@ -8,14 +8,17 @@ import shlex
 
 
 class Run:
-    """arguments  PROGRAM [--full] [--seed N]; words before the program, such as an
-    emulator, come in the same argument"""
+    """arguments  PROGRAM [--full | --share N] [--seed N]; words before the program, such
+    as an emulator, come in the same argument; --share: an Nth of the sample"""
 
     def __init__(self, arguments):
         self.command = shlex.split(arguments[0])
+        def number(option, otherwise):
+            return int(arguments[arguments.index(option) + 1]) if option in arguments else otherwise
+
         self.full = "--full" in arguments
-        seed = (int(arguments[arguments.index("--seed") + 1]) if "--seed" in arguments
-                else random.randrange(1 << 32))
+        self.share = number("--share", 1)
+        seed = number("--seed", random.randrange(1 << 32))
         print(f"{'full' if self.full else 'sampled'} run, seed {seed}")
         self.random = random.Random(seed)
         self.failures = 0
@@ -23,12 +26,16 @@ class Run:
         self.explained = collections.Counter()
 
     def amount(self, sampled, full):
-        return full if self.full else sampled
+        return full if self.full else -(-sampled // self.share)
 
     def some(self, things, sampled, full=None):
         """A sample; in a full run all of them unless told how many."""
-        count = (len(things) if full is None else full) if self.full else sampled
+        count = self.amount(sampled, len(things) if full is None else full)
         return self.random.sample(things, min(count, len(things)))
+
+    def zones(self, zones):
+        """All of them, or that share: their names with what belongs to them."""
+        return {name: zones[name] for name in self.random.sample(list(zones), len(zones) // self.share)}
 
     def fail(self, message):
         # The first ones tell enough.
@@ -38,7 +45,8 @@ class Run:
 
     def end(self, differences, summary):
         """Prints what was compared; returns the status to end with."""
-        for difference in differences:
+        # A share need not meet them all.
+        for difference in differences if self.share == 1 else ():
             if self.explained[difference] == 0:
                 self.fail(f"not met: {difference}")
         print(f"{summary}, {self.compared} comparisons, {self.failures} failures")

@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
 """The time-zone engine against Python's zoneinfo, over every zone file.
 
-python3 -m tests.differential.python_zones PROGRAM [--full] [--seed N]
+python3 -m tests.differential.python_zones PROGRAM [--full | --share N] [--seed N]
 
 PROGRAM is tz_differential: it converts what it is asked to, line by line.
 """
@@ -113,7 +113,7 @@ def main():
     files = zone_files()
     if len(files) < 250:
         run.fail(f"only {len(files)} zone files")
-    for name, data in files.items():
+    for name, data in run.zones(files).items():
         run.compare(name, ZoneInfo(name), data)
     with tempfile.TemporaryDirectory() as folder:
         for number, rule in enumerate(RULES):

@@ -2,7 +2,7 @@
 """The discovery of daylight-saving time against a model: from the list's text to the
 decision, for many zones, years and instants, in several zones of the process.
 
-python3 -m tests.differential.zone_dump.python_discovery PROGRAM [--full] [--seed N]
+python3 -m tests.differential.zone_dump.python_discovery PROGRAM [--full | --share N] [--seed N]
 
 PROGRAM is zone_dump_run.
 """
@@ -70,7 +70,7 @@ class Discoveries(ProgramRun):
 
 def compare_files(run, zones):
     """Every zone, with the process in that zone and in another one."""
-    for name, zone in zones.items():
+    for name, zone in run.zones(zones).items():
         processes = [name] + run.random.sample(PROCESS_ZONES, run.amount(1, len(PROCESS_ZONES)))
         for process in processes:
             run.set_process_zone(process)

@@ -2,7 +2,7 @@
 """The zone dump against a model that walks and bisects step by step, with local times
 from zoneinfo: the whole file, the messages and the result.
 
-python3 -m tests.differential.zone_dump.python_dump PROGRAM [--full] [--seed N]
+python3 -m tests.differential.zone_dump.python_dump PROGRAM [--full | --share N] [--seed N]
 
 PROGRAM is zone_dump_run.
 """
@@ -132,7 +132,7 @@ class Dumps(ProgramRun):
 
 
 def compare_files(run, zones):
-    for name, zone in zones.items():
+    for name, zone in run.zones(zones).items():
         run.years([(name, zone)], 2020, 2021)
     for name in run.some(list(zones), 60):
         run.years([(name, zones[name])], 2015, 2025)
