@@ -17,13 +17,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include "common/private_folder.h"
 #include "differential/c_library.h"
 #include "horad/timezone.h"
 #include "horad/tz.h"
 #include "timezone/dump_file.h"
 #include "timezone/dump_span.h"
 #include "tz/zone_changes.h"
-#include "unit/tz/private_folder.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include <climits>
 
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
 #include "differential/c_library.h"
 #include "differential/known_differences.h"
 #include "differential/parts.h"

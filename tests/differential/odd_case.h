@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "common/private_folder.h"
 #include "differential/odd_dice.h"
 #include "models/plain_zone.h"
-#include "tz/private_folder.h"
 
 struct odd_case {
     std::string tz;

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <memory>
 
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
 #include "differential/odd_case.h"
 #include "differential/odd_questions.h"
 #include "differential/run.h"

@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
+#include "common/tzif_builder.h"
 #include "differential/odd_strings.h"
 #include "differential/run.h"
 #include "models/plain_rules.h"
-#include "tz/tzif_builder.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
 #include "differential/parts.h"
 #include "differential/zone_files.h"
 

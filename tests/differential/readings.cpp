@@ -3,7 +3,7 @@
 
 #include <set>
 
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
 
 namespace {
 

@@ -6,28 +6,20 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "horad/tz.h"
-#include "tz/zone_state.h"
-
-/// Every 400 years the calendar repeats.
-inline constexpr std::int64_t cycle_seconds = 12622780800;
+#include "common/broken_down.h"
+#include "common/owned_zone.h"
 
 // The first and last second that a tm_year can hold, in UT.
 inline constexpr std::int64_t first_second = -67768040609740800;
 inline constexpr std::int64_t last_second = 67768036191676799;
 
-struct zone_free {
-    void operator()(zone_state *zone) const { tzfree(zone); }
-};
-using owned_zone = std::unique_ptr<zone_state, zone_free>;
-
 struct test_run {
     bool full = false;
+    std::size_t share = 1; ///< of the zone files one in so many, where they take too long
     std::uint64_t seed = 0;
     std::mt19937_64 random;
 

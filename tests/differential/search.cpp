@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <memory>
 
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
+#include "common/tzif_builder.h"
 #include "differential/parts.h"
 #include "differential/search_reference.h"
 #include "differential/zone_files.h"
 #include "tz/build_index.h"
 #include "tz/load_zone.h"
-#include "tz/tzif_builder.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
 #include "horad/tz.h"
 
 namespace {

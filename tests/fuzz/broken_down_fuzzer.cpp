@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <cstring>
 
+#include "common/tzif_builder.h"
 #include "fuzz/checks.h"
 #include "horad/tz.h"
 #include "tz/build_index.h"
 #include "tz/load_zone.h"
-#include "tz/tzif_builder.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <unistd.h>
 
-#include "differential/broken_down.h"
+#include "common/broken_down.h"
 #include "differential/search_reference.h"
 #include "horad/tz.h"
 

@@ -2,7 +2,6 @@
 """The locations that the help of the time-zone commands lists, word for word."""
 from __future__ import annotations
 
-# fmt: off
 LOCATION_HELP = {
     "Africa":
         "List of selectable African locations:Abidjan, Accra, Addis_Ababa, Algiers, Asmara, Asmera,Bamako, "
@@ -62,4 +61,3 @@ LOCATION_HELP = {
         "Kosrae,Kwajalein,Majuro,Marquesas,Midway,Nauru,Niue,Norfolk,Noumea,Pago_Pago,Palau,Pitcairn,Pohnpei,"
         "Ponape,Port_Moresby,Rarotonga,Saipan,Samoa,Tahiti,Tarawa,Tongatapu,Truk,Wake,Wallis,Yap",
 }
-# fmt: on

@@ -10,11 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include "common/tzif_builder.h"
 #include "models/plain_convert.h"
 #include "models/plain_inverse.h"
 #include "models/plain_load.h"
 #include "models/plain_rules.h"
-#include "tz/tzif_builder.h"
 
 namespace {
 

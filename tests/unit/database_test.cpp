@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "device/temp_folder.h"
+#include "common/temp_folder.h"
 
 namespace {
 

@@ -29,8 +29,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "common/private_folder.h"
 #include "horad/timezone.h"
-#include "tz/private_folder.h"
 
 namespace {
 

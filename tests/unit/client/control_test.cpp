@@ -14,8 +14,8 @@
 #include <unistd.h>
 
 #include "client/signal_pipe.h"
+#include "common/child_process.h"
 #include "ntp_state.h"
-#include "tz/child_process.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "common/temp_folder.h"
 #include "config_db/config_db.h"
-#include "temp_folder.h"
 
 using row = std::vector<std::string>;
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "cli_helper/cli_helper.h"
-#include "temp_folder.h"
+#include "common/temp_folder.h"
 
 namespace {
 

@@ -3,73 +3,34 @@
 // Every location that the commands' help offers.
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
-struct offered_locations {
-    std::string_view continent;
-    std::string_view locations; // with one blank between them
+#include "ntp_cli/zone_help.h"
+
+/// Continents with the help of their commands.
+inline constexpr std::pair<std::string_view, std::string_view> offered[] = {
+    {"Africa", ZONE_HELP_AFRICA},
+    {"America", ZONE_HELP_AMERICA},
+    {"Asia", ZONE_HELP_ASIA},
+    {"Atlantic", ZONE_HELP_ATLANTIC},
+    {"Australia", ZONE_HELP_OCEAN},
+    {"Europe", ZONE_HELP_EUROPE},
+    {"Indian_Ocean", ZONE_HELP_INDIAN_OCEAN},
+    {"Pacific", ZONE_HELP_PACIFIC},
 };
 
-constexpr offered_locations offered[] = {
-    {"Africa",
-     "Abidjan Accra Addis_Ababa Algiers Asmara Asmera Bamako Bangui Banjul Bissau Blantyre "
-     "Brazzaville Bujumbura Cairo Casablanca Ceuta Conakry Dakar Dar_es_Salaam Djibouti "
-     "Douala Egypt El_Aaiun Freetown Gaborone Harare Johannesburg Juba Kampala Khartoum "
-     "Kigali Kinshasa Lagos Libreville Libya Lome Luanda Lubumbashi Lusaka Malabo Maputo "
-     "Maseru Mbabane Mogadishu Monrovia Nairobi Ndjamena Niamey Nouakchott Ouagadougou "
-     "Porto-Novo Sao_Tome Timbuktu Tripoli Tunis Windhoek Zulu"},
-    {"America",
-     "Acre Adak Alaska Aleutian Anchorage Anguilla Antigua Araguaina Arizona Aruba "
-     "Asuncion Atikokan Atka Bahia Bahia_Banderas BajaNorte BajaSur Barbados Belem Belize "
-     "Beulah Blanc-Sablon Boa_Vista Bogota Boise Buenos_Aires Cambridge_Bay Campo_Grande "
-     "Cancun Caracas Catamarca Cayenne Cayman Center Chicago Chihuahua ComodRivadavia "
-     "Coral_Harbour Cordoba Costa_Rica Creston Cuba Cuiaba Curacao Danmarkshavn Dawson "
-     "Dawson_Creek DeNoronha Denver Detroit Dominica Edmonton Eirunepe El_Salvador "
-     "Ensenada Fort_Nelson Fort_Wayne Fortaleza Glace_Bay Godthab Goose_Bay Grand_Turk "
-     "Grenada Guadeloupe Guatemala Guayaquil Guyana Halifax Havana Hawaii Hermosillo "
-     "Indianapolis Inuvik Iqaluit Jamaica Jujuy Juneau Knox Knox_IN Kralendijk La_Paz "
-     "La_Rioja Lima Los_Angeles Louisville Lower_Princes Maceio Managua Manaus Marengo "
-     "Marigot Martinique Matamoros Mazatlan Mendoza Menominee Merida Metlakatla "
-     "Mexico_City Michigan Miquelon Moncton Monterrey Montevideo Monticello Montreal "
-     "Montserrat Nassau Navajo Newfoundland New_Salem New_York Nipigon Nome Noronha Nuuk "
-     "Ojinaga Panama Pangnirtung Paramaribo Petersburg Phoenix Port_of_Spain "
-     "Port-au-Prince Porto_Acre Porto_Velho Puerto_Rico Punta_Arenas Rainy_River "
-     "Rankin_Inlet Recife Regina Rio_Branco Rio_Gallegos Rosario Salta San_Juan San_Luis "
-     "Santa_Isabel Santarem Santiago Santo_Domingo Sao_Paulo Scoresbysund Shiprock Sitka "
-     "St_Barthelemy St_Johns St_Kitts St_Lucia St_Thomas St_Vincent Swift_Current "
-     "Tegucigalpa Tell_City Thule Thunder_Bay Tijuana Toronto Tortola Tucuman Ushuaia "
-     "Vancouver Vevay Vincennes Virgin Whitehorse Winamac Winnipeg Yakutat Yellowknife"},
-    {"Indian_Ocean",
-     "Antananarivo Chagos Christmas Cocos Comoro Kerguelen Mahe Maldives Mauritius Mayotte "
-     "Reunion"},
-    {"Asia", "Aden Almaty Amman Anadyr Aqtau Aqtobe Ashgabat Ashkhabad Atyrau Baghdad Bahrain Baku "
-             "Bangkok Barnaul Beirut Bishkek Brunei Calcutta Chita Choibalsan Chongqing Chungking "
-             "Colombo Dacca Damascus Dhaka Dili Dubai Dushanbe Famagusta Gaza Harbin Hebron "
-             "Ho_Chi_Minh Hong_Kong Hovd Iran Irkutsk Israel Istanbul Jakarta Japan Jayapura "
-             "Jerusalem Kabul Kamchatka Karachi Kashgar Kathmandu Katmandu Khandyga Kolkata "
-             "Krasnoyarsk Kuala_Lumpur Kuching Kuwait Macao Macau Magadan Makassar Manila Muscat "
-             "Nicosia Novokuznetsk Novosibirsk Omsk Oral Phnom_Penh Pontianak Pyongyang Qatar "
-             "Qostanay Qyzylorda Rangoon Riyadh Saigon Sakhalin Samarkand Seoul Shanghai Singapore "
-             "Srednekolymsk Taipei Tashkent Tbilisi Tehran Tel_Aviv Thimbu Thimphu Tokyo Tomsk "
-             "Turkey Ujung_Pandang Ulaanbaatar Ulan_Bator Urumqi Ust-Nera Vientiane Vladivostok "
-             "Yakutsk Yangon Yekaterinburg Yerevan"},
-    {"Atlantic", "Bermuda Canary Cape_Verde Faeroe Faroe Jan_Mayen Madeira Reykjavik South_Georgia "
-                 "Stanley St_Helena"},
-    {"Europe",
-     "Amsterdam Andorra Astrakhan Athens Belfast Belgrade Berlin Bratislava Brussels "
-     "Bucharest Budapest Busingen Chisinau Copenhagen Dublin Eire Gibraltar Greenwich "
-     "Guernsey Helsinki Iceland Isle_of_Man Jersey Kaliningrad Kiev Kirov Lisbon Ljubljana "
-     "London Luxembourg Madrid Malta Mariehamn Minsk Monaco Moscow Oslo Paris Podgorica "
-     "Poland Portugal Prague Riga Rome Samara San_Marino Sarajevo Saratov Simferopol "
-     "Skopje Sofia Stockholm Tallinn Tirane Tiraspol Ulyanovsk Uzhgorod Vaduz Vatican "
-     "Vienna Vilnius Volgograd Warsaw Zagreb Zaporozhye Zurich"},
-    {"Australia",
-     "Adelaide Brisbane Broken_Hill Canberra Currie Darwin Eucla Hobart Lindeman Lord_Howe "
-     "Melbourne NSW Perth Queensland Sydney Tasmania Victoria Yancowinna"},
-    {"Pacific",
-     "Apia Auckland Bougainville Chatham Chuuk Easter Efate Enderbury Fakaofo Fiji "
-     "Funafuti Galapagos Gambier Guadalcanal Guam Honolulu Johnston Kiritimati Kosrae "
-     "Kwajalein Majuro Marquesas Midway Nauru Niue Norfolk Noumea Pago_Pago Palau Pitcairn "
-     "Pohnpei Ponape Port_Moresby Rarotonga Saipan Samoa Tahiti Tarawa Tongatapu Truk Wake "
-     "Wallis Yap"},
-};
+/// The locations in a help text.
+inline std::vector<std::string> locations_in(std::string_view help) {
+    constexpr std::string_view between = ":, \n";
+    std::vector<std::string> found;
+    help.remove_prefix(help.find(':'));
+    for (auto at = help.find_first_not_of(between); at != help.npos;) {
+        const auto end = help.find_first_of(between, at);
+        found.emplace_back(help.substr(at, end - at));
+        at = help.find_first_not_of(between, end);
+    }
+    return found;
+}

@@ -15,8 +15,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "common/temp_folder.h"
 #include "offered_locations.h"
-#include "temp_folder.h"
 #include "zone_catalogue/find_zone.h"
 #include "zone_catalogue/moved_zones.h"
 
@@ -47,14 +47,14 @@ std::string text_of(const zone_catalogue_entry *entry) {
 
 // Calls `check` with the key of every location on offer.
 template <typename Check> void for_each_offered(Check check) {
-    for (const auto &[continent, locations] : offered)
-        for (const std::string &location : split(locations))
+    for (const auto &[continent, help] : offered)
+        for (const std::string &location : locations_in(help))
             check(std::string(continent), location);
 }
 
 // Calls `check` with continent word and location of every zone file installed.
 template <typename Check> void for_each_installed(Check check) {
-    for (const auto &[continent, locations] : offered) {
+    for (const auto &[continent, help] : offered) {
         const fs::path folder =
             zoneinfo / (continent == "Indian_Ocean" ? "Indian" : std::string(continent));
         for (const auto &file : fs::recursive_directory_iterator(folder))

@@ -9,11 +9,11 @@
 
 #include <gtest/gtest.h>
 
+#include "common/output.h"
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 #include "timezone/dump_file.h"
-#include "timezone/output.h"
 #include "tz/build_index.h"
-#include "tz/private_folder.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

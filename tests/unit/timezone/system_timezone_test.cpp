@@ -10,11 +10,11 @@
 
 #include <gtest/gtest.h>
 
+#include "common/output.h"
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 #include "horad/timezone.h"
 #include "ntp_state.h"
-#include "timezone/output.h"
-#include "tz/private_folder.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include "common/zone_fixture.h"
 #include "timezone/year_changes.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

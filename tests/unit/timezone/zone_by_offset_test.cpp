@@ -5,16 +5,18 @@
 
 #include <gtest/gtest.h>
 
+#include "common/child_process.h"
+#include "common/output.h"
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 #include "horad/timezone.h"
-#include "timezone/output.h"
-#include "tz/private_folder.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 
 class ZoneByOffset : public testing::Test {
   protected:
     void SetUp() override {
+        set_system_timezone("0");
         set_timezone_east(0);
         set_timezone_offset(0);
     }
@@ -46,9 +48,11 @@ class ZoneByOffset : public testing::Test {
     tz_guard guard_;
 };
 
-TEST_F(ZoneByOffset, NothingIsRecordedAtFirst) {
-    const sys_timezone_info info = get_system_timezone();
-    EXPECT_EQ(info.east + info.hour + info.minute + get_timezone_offset(), 0);
+TEST(ZoneByOffsetAtFirst, NothingIsRecorded) {
+    CHECK_IN_FRESH_PROCESS({
+        const sys_timezone_info info = get_system_timezone();
+        EXPECT_EQ(info.east + info.hour + info.minute + get_timezone_offset(), 0);
+    });
 }
 
 TEST_F(ZoneByOffset, OldFormat) {

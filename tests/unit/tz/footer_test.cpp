@@ -3,7 +3,7 @@
 // Zone files: the rule string in the footer and how it extends the table.
 #include <gtest/gtest.h>
 
-#include "tz/zone_fixture.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tz/child_process.h"
-#include "tz/zone_fixture.h"
+#include "common/child_process.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 // Zone files: the header's counts and what the bytes must cover.
 #include <gtest/gtest.h>
 
+#include "common/zone_fixture.h"
 #include "tz/zone_file.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

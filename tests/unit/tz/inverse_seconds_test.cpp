@@ -3,7 +3,7 @@
 // From broken-down times to times: seconds outside a minute, leap seconds.
 #include <gtest/gtest.h>
 
-#include "tz/zone_fixture.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

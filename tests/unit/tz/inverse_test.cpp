@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tz/zone_fixture.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

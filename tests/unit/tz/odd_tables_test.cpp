@@ -4,9 +4,9 @@
 // repeating what no year can name.  Short cuts must not be taken in them.
 #include <gtest/gtest.h>
 
-#include "tz/private_folder.h"
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 #include "tz/steady.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

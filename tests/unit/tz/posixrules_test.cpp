@@ -4,9 +4,9 @@
 // "posixrules", else the built-in rule.
 #include <gtest/gtest.h>
 
-#include "tz/private_folder.h"
-#include "tz/rule_calendar.h"
-#include "tz/zone_fixture.h"
+#include "common/private_folder.h"
+#include "common/rule_calendar.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include "tz/child_process.h"
+#include "common/child_process.h"
+#include "common/zone_fixture.h"
 #include "tz/process_zone.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

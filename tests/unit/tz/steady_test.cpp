@@ -7,8 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "common/zone_fixture.h"
 #include "tz/steady.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tz/rule_calendar.h"
-#include "tz/zone_fixture.h"
+#include "common/rule_calendar.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "common/zone_fixture.h"
 #include "timezone/dump_span.h"
 #include "tz/zone_changes.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 // Zone files: transitions, local-time types, leap seconds, indicators.
 #include <gtest/gtest.h>
 
-#include "tz/zone_fixture.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "tz/child_process.h"
-#include "tz/private_folder.h"
-#include "tz/zone_fixture.h"
+#include "common/child_process.h"
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -11,9 +11,9 @@
 
 #include <gtest/gtest.h>
 
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 #include "frr_module.h"
-#include "tz/private_folder.h"
-#include "tz/zone_fixture.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tz/private_folder.h"
-#include "tz/zone_fixture.h"
+#include "common/private_folder.h"
+#include "common/zone_fixture.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <memory>
@@ -15,15 +14,14 @@
 
 #include <gtest/gtest.h>
 
+#include "common/broken_down.h"
+#include "common/owned_zone.h"
+#include "common/tzif_builder.h"
 #include "horad/tz.h"
 #include "tz/build_index.h"
 #include "tz/load_zone.h"
 #include "tz/tz_string.h"
-#include "tz/tzif_builder.h"
 #include "tz/zone_state.h"
-
-/// Every 400 years the calendar repeats, weekdays included.
-inline constexpr std::int64_t cycle_seconds = 12622780800;
 
 /// A record too large for the stack of a test.
 inline std::unique_ptr<zone_state> new_state() { return std::make_unique<zone_state>(); }
@@ -48,30 +46,11 @@ inline std::unique_ptr<zone_state> make_zone(const tzif_block &block) {
     return make_zone(file);
 }
 
-struct zone_free {
-    void operator()(zone_state *zone) const { tzfree(zone); }
-};
-using owned_zone = std::unique_ptr<zone_state, zone_free>;
-
 /// A zone object that the test needs; "" is UTC.
 inline owned_zone open_zone(const char *name) {
     owned_zone zone(tzalloc(name));
     EXPECT_NE(zone, nullptr) << name;
     return zone;
-}
-
-/// "2021-03-14 03:00:00 EDT dst=1 -14400 Sun 72", or "null".
-inline std::string to_text(const struct tm *tm) {
-    static const char *const days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    if (!tm)
-        return "null";
-    const long long year = 1900LL + tm->tm_year;
-    char text[160];
-    std::snprintf(text, sizeof text, "%lld-%02d-%02d %02d:%02d:%02d %s dst=%d %ld %s %d", year,
-                  tm->tm_mon + 1, tm->tm_mday, tm->tm_hour, tm->tm_min, tm->tm_sec,
-                  tm->tm_zone ? tm->tm_zone : "-", tm->tm_isdst, tm->tm_gmtoff,
-                  tm->tm_wday >= 0 && tm->tm_wday < 7 ? days[tm->tm_wday] : "?", tm->tm_yday);
-    return text;
 }
 
 /// Local time in a zone (null: UTC), as text.

@@ -9,6 +9,9 @@
 #include <ctime>
 #include <string>
 
+/// Every 400 years the calendar repeats, weekdays included.
+inline constexpr std::int64_t cycle_seconds = 12622780800;
+
 inline bool same_fields(const struct tm &a, const struct tm &b) {
     return a.tm_year == b.tm_year && a.tm_mon == b.tm_mon && a.tm_mday == b.tm_mday &&
            a.tm_hour == b.tm_hour && a.tm_min == b.tm_min && a.tm_sec == b.tm_sec;
@@ -16,20 +19,23 @@ inline bool same_fields(const struct tm &a, const struct tm &b) {
 
 /// Whether two conversions say the same throughout; null is a failed one.
 inline bool same_answer(const struct tm *a, const struct tm *b) {
-    if (!a || !b)
-        return !a && !b;
+    if (a == nullptr || b == nullptr)
+        return a == b;
     return same_fields(*a, *b) && a->tm_wday == b->tm_wday && a->tm_yday == b->tm_yday &&
            a->tm_isdst == b->tm_isdst && a->tm_gmtoff == b->tm_gmtoff &&
            std::strcmp(a->tm_zone, b->tm_zone) == 0;
 }
 
+/// "2021-03-14 03:00:00 EDT dst=1 -14400 Sun 72", or "null".
 inline std::string to_text(const struct tm *tm) {
-    if (!tm)
+    static const char *const days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    if (tm == nullptr)
         return "null";
+    const long long year = 1900LL + tm->tm_year;
     char text[160];
-    std::snprintf(text, sizeof text, "%lld-%02d-%02d %02d:%02d:%02d %s dst=%d %ld wday=%d yday=%d",
-                  1900LL + tm->tm_year, tm->tm_mon + 1, tm->tm_mday, tm->tm_hour, tm->tm_min,
-                  tm->tm_sec, tm->tm_zone ? tm->tm_zone : "-", tm->tm_isdst, tm->tm_gmtoff,
-                  tm->tm_wday, tm->tm_yday);
+    std::snprintf(text, sizeof text, "%lld-%02d-%02d %02d:%02d:%02d %s dst=%d %ld %s %d", year,
+                  tm->tm_mon + 1, tm->tm_mday, tm->tm_hour, tm->tm_min, tm->tm_sec,
+                  tm->tm_zone ? tm->tm_zone : "-", tm->tm_isdst, tm->tm_gmtoff,
+                  tm->tm_wday >= 0 && tm->tm_wday < 7 ? days[tm->tm_wday] : "?", tm->tm_yday);
     return text;
 }
