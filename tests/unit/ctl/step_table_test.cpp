@@ -6,7 +6,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-#include "../device/temp_folder.h"
+#include "common/temp_folder.h"
 #include "failure.h"
 
 namespace {

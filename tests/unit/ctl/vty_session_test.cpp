@@ -12,7 +12,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "../device/temp_folder.h"
+#include "common/temp_folder.h"
 
 namespace {
 
