@@ -33,7 +33,7 @@ wait               until the clock was set since the machine was started
 --database FILE    the steps (HORAD_CONFIG_DB, or /var/lib/horad/config.db)
 --json, --csv      for programs
 --last N           the latest N steps only
---since TIME       steps from then on: 2026-11-23 or 2026-11-23T08:00:00Z, in UTC
+--since TIME       steps from then on: 2026-11-23 or 2026-11-23T08:00:00Z (UTC)
 --svg FILE         draw a picture, too
 --timeout SECONDS  wait no longer
 --help, --version

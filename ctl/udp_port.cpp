@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <unistd.h>
 
 #include "completion.h"
 
@@ -57,7 +58,10 @@ std::vector<unsigned long> sockets_at(std::string_view table, unsigned port) {
 }
 
 port_holder find_port_holder(pid_t daemon) {
-    if (daemon <= 0)
+    // In a container /proc may be that of other processes.
+    std::error_code unreadable;
+    if (daemon <= 0 ||
+        std::filesystem::read_symlink("/proc/self", unreadable) != std::to_string(getpid()))
         return port_holder::unknown;
     const std::string process = "/proc/" + std::to_string(daemon);
     std::vector<unsigned long> sockets;

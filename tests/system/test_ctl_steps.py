@@ -1,0 +1,134 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""horadctl steps: what the daemon recorded, and the drift that follows from it."""
+from __future__ import annotations
+
+import csv
+import io
+import xml.etree.ElementTree as ElementTree
+
+import pytest
+
+from lab.bench import PRIMARY, START, Bench
+from lab.ctl import Ctl
+from lab.database import DATABASE, HOLD
+from lab.servers.ntp_server import truthful
+from lab.servers.packet import timestamp
+
+WEEK = 604800
+DRIFT = 20e-6
+
+
+@pytest.fixture
+def ctl(bench: Bench) -> Ctl:
+    return Ctl(bench.world, bench.build)
+
+
+def live(bench: Bench, *, weeks: int, behind: int) -> None:
+    """The daemon's life with a clock that is `behind` seconds slow in each week."""
+    server = bench.server()
+    for week in range(weeks):
+        server.answer = truthful(timestamp(START + week * WEEK))
+        wrong = 2220 if week == 0 else behind
+        daemon = bench.polling(PRIMARY, clock_frozen=START + week * WEEK - wrong)
+        assert daemon.shim is not None
+        daemon.shim.wait_events("diff_time_done")
+        daemon.stop()
+
+
+def test_recorded_steps(bench: Bench, ctl: Ctl) -> None:
+    live(bench, weeks=3, behind=12)
+    told = ctl("steps", "--json")
+    assert (told.status, told.stderr) == (0, "")
+    times = ["2020-09-13T12:26:40Z", "2020-09-20T12:26:40Z", "2020-09-27T12:26:40Z"]
+    assert told.json["steps"] == [{"time": time, "seconds": seconds} for time, seconds in zip(times, (2220, 12, 12))]
+    assert told.json["driftPpm"] == pytest.approx(12e6 / WEEK, abs=1e-5)
+    assert told.json["driftPpmUncertainty"] == pytest.approx((1 / 6 / 2) ** 0.5 / WEEK * 1e6, abs=1e-5)
+    assert told.json["errorBeforeNextSeconds"] == pytest.approx(12, abs=1e-5)
+
+    rows = list(csv.reader(io.StringIO(ctl("steps", "--csv").stdout)))
+    assert rows == [["time", "seconds"], *([time, seconds] for time, seconds in zip(times, ("2220", "12", "12")))]
+    table = ctl("steps").stdout.splitlines()
+    assert table[1].split() == [times[0], "2220", "-"]
+    assert table[2].split() == [times[1], "12", "19.84"]
+    assert table[4] == "drift 19.84 +/- 0.48 ppm: the clock runs slow, by 12.0 s in a week"
+
+    # The limits hold for the drift, too.
+    for limits in (["--last", "2"], ["--since", times[1]], ["--since", "2020-09-14", "--last", "2"]):
+        told = ctl("steps", "--json", *limits)
+        assert [step["time"] for step in told.json["steps"]] == times[1:]
+        assert told.json["driftPpmUncertainty"] == pytest.approx((1 / 6) ** 0.5 / WEEK * 1e6, abs=1e-5)
+    one = ctl("steps", "--json", "--last", "1").json
+    assert (one["driftPpm"], one["driftPpmUncertainty"], one["errorBeforeNextSeconds"]) == (None, None, None)
+
+
+def test_a_picture(bench: Bench, ctl: Ctl) -> None:
+    live(bench, weeks=2, behind=-12)
+    told = ctl("steps", "--svg", "/tmp/steps.svg")
+    assert told.status == 0
+    assert told.stdout.endswith("ppm: the clock runs fast, by 12.0 s in a week\n")
+    picture = ElementTree.parse(bench.world.path("/tmp/steps.svg")).getroot()
+    drawn = [element.get("class") for element in picture.iter("{http://www.w3.org/2000/svg}path")]
+    assert drawn == ["sigma", "fit", "steps"]
+    told = ctl("steps", "--svg", "/none/steps.svg")
+    assert (told.status, told.stdout) == (1, "")
+    assert told.stderr == "horadctl: /none/steps.svg: No such file or directory: name another file\n"
+    told = ctl("steps", "--svg", "/dev/full")
+    assert told.stderr == "horadctl: /dev/full: No space left on device: name another file\n"
+
+
+def test_no_steps(bench: Bench, ctl: Ctl) -> None:
+    """As after the daemon's first start: no error."""
+    bench.daemon()
+    assert ctl("steps").stdout == "no steps recorded\n"
+    told = ctl("steps", "--json")
+    assert told.status == 0
+    assert told.json == {"steps": [], "driftPpm": None, "driftPpmUncertainty": None, "errorBeforeNextSeconds": None}
+    assert ctl("steps", "--csv").stdout == "time,seconds\n"
+
+
+def test_which_database(bench: Bench, ctl: Ctl) -> None:
+    bench.daemon(environment={"HORAD_CONFIG_DB": "/tmp/elsewhere/steps.db"})
+    missing = "No such file or directory: the daemon makes it at its start; name another with --database"
+    assert ctl("steps").stderr == f"horadctl: {DATABASE}: {missing}\n"
+    assert ctl("steps").status == 1
+    elsewhere = {"HORAD_CONFIG_DB": "/tmp/elsewhere/steps.db"}
+    assert ctl("steps", environment=elsewhere).status == 0
+    assert ctl("steps", "--database", "/tmp/elsewhere/steps.db").status == 0
+    assert ctl("steps", "--database", "/none", environment=elsewhere).stderr == f"horadctl: /none: {missing}\n"
+
+
+def test_a_corrupt_database(bench: Bench, ctl: Ctl) -> None:
+    bench.world.path("/tmp/corrupt.db").write_bytes(b"no database at all" * 1000)
+    told = ctl("steps", "--database", "/tmp/corrupt.db")
+    assert (told.status, told.stdout) == (1, "")
+    assert told.stderr == (
+        "horadctl: /tmp/corrupt.db: file is not a database: it is damaged: move it away, the daemon makes a new one\n"
+    )
+
+
+def test_a_locked_database(bench: Bench, ctl: Ctl) -> None:
+    """Not by a writer of the daemon's kind, beside which it is read."""
+    bench.daemon()
+    exclusive = HOLD.replace('connection.execute("BEGIN EXCLUSIVE")',
+                             'connection.execute("PRAGMA locking_mode = EXCLUSIVE"); connection.execute("BEGIN EXCLUSIVE")')  # fmt: skip
+    for script, status in ((HOLD, 0), (exclusive, 1)):
+        holder = bench.world.spawn("daemon", ["/usr/bin/python3", "-c", script, DATABASE], stdout=-1)
+        assert holder.stdout is not None and holder.stdout.readline() == b"held\n"
+        told = ctl("steps")
+        assert told.status == status
+        if status:
+            assert told.stderr == f"horadctl: {DATABASE}: database is locked: another program holds it: try again\n"
+        bench.world.end(holder)
+
+
+def test_nothing_is_written_to_it(bench: Bench, ctl: Ctl) -> None:
+    bench.daemon()
+    before = bench.world.path(DATABASE).read_bytes()
+    assert ctl("steps").status == 0
+    assert bench.world.path(DATABASE).read_bytes() == before
+
+
+def test_a_reader_without_rights(bench: Bench, ctl: Ctl) -> None:
+    bench.daemon()
+    told = ctl("steps", before=["setpriv", "--reuid", "65534", "--regid", "65534", "--clear-groups", "--"])
+    assert (told.status, told.stderr) == (1, f"horadctl: {DATABASE}: Permission denied: run this as root\n")
