@@ -22,6 +22,11 @@ def socket_at(world: World, folder: str = SOCKET_FOLDER) -> list[str]:
     return ["--vty_socket", folder]
 
 
+def with_module(world: World, build: Build) -> list[str]:
+    """The same, and the module that shows the client's state."""
+    return [*socket_at(world), "-M", str(build.folder / "lib" / "horad_status.so")]
+
+
 _INPUT, _STDOUT, _STDERR = "/tmp/ctl.input", "/tmp/ctl.stdout", "/tmp/ctl.stderr"
 
 

@@ -13,7 +13,7 @@ import pytest
 
 from lab import PROJECT, Daemon, wait_for
 from lab.bench import PRIMARY, Bench
-from lab.ctl import SOCKET, Ctl, Told, socket_at, type_at_terminal
+from lab.ctl import SOCKET, Ctl, Told, socket_at, type_at_terminal, with_module
 
 NO_DAEMON = f"horadctl: {SOCKET}: no daemon there: is horad running (systemctl status horad), with another --socket?\n"
 UNKNOWN = "% [HORAD] Unknown command: bogus\n"
@@ -327,14 +327,12 @@ def test_bash_completes_options_and_own_words() -> None:
 
 
 def test_bash_completes_what_the_daemon_knows(bench: Bench, ctl: Ctl) -> None:
-    """The same as the prompt, which asks the daemon."""
-    listening(bench)
-    lines = ["", "debug ", "do ", "do write ", "no ", "no second ntp ", "ntp ", "show ", "timezone ", "dst continent ",
+    """The same as the prompt, which asks the daemon; the module's command is there, too."""
+    bench.daemon(arguments=with_module(bench.world, bench.build))
+    lines = ["", "debug ", "do ", "do write ", "no ", "no second ntp ", "ntp ", "show ", "show ntp ", "show ntp status ", "timezone ", "dst continent ",
              "timezone continent Asia "]  # fmt: skip
     _, shown = type_at_terminal(ctl, *(f"{line}?\n" for line in lines), "exit\n")
-    own = {"status", "steps", "wait"}
     for line, screen in zip(lines, shown[1:]):
         listed = plain(screen).split("?\n")[1].split("horad#")[0].split()
+        own = set() if line else {"status", "steps", "wait"}
         assert set(completed(*line.split(), "")) - own == set(listed) - {"exit"}, line
-    # With the module; test_ctl_status.py has it loaded.
-    assert completed("show", "ntp", "") == ["json", "status"]

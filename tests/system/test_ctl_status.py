@@ -13,7 +13,7 @@ import pytest
 
 from lab import Daemon, wait_for
 from lab.bench import PRIMARY, SECONDARY, START, Bench
-from lab.ctl import SOCKET, Ctl, Told, socket_at
+from lab.ctl import SOCKET, Ctl, Told, socket_at, with_module
 from lab.database import DATABASE
 from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
@@ -65,6 +65,48 @@ def test_status(bench: Bench, ctl: Ctl, state: str, last_answer: Any) -> None:
     status = 0 if last_answer and state not in ("off", "dead") else 1
     assert ctl("status", "--json") == Told(status, told, "")
     assert ctl("status") == Told(status, f"State  {state}\n", "")
+
+
+def test_the_real_module(bench: Bench, ctl: Ctl) -> None:
+    """Off, then without an answer, then with one, then off again."""
+    server = bench.server()
+    options = with_module(bench.world, bench.build)
+    daemon = bench.daemon(arguments=options, clock_frozen=START, scale=0.001)
+    assert daemon.shim is not None
+    told = ctl("status", "--json")
+    assert (told.status, told.json["state"]) == (1, "off")
+    assert "unknown" not in ctl("status").stdout
+
+    assert ctl("-c", f"ntp server {PRIMARY} {PRIMARY}", "-c", "ntp enable").status == 0
+    daemon.shim.requests(1)
+    told = ctl("status", "--json")
+    assert (told.status, told.json["lastAnswer"]) == (1, None)
+    assert ctl("wait", "--timeout", "0").status == 1
+
+    server.answer = truthful(timestamp(START + 1000))
+    assert ctl("wait", "--timeout", "20").status == 0
+    told = ctl("status", "--json")
+    assert (told.status, told.json["lastAnswer"]["address"]) == (0, PRIMARY)
+    told = ctl("status")
+    assert (told.status, told.stderr) == (0, "")
+    assert PRIMARY in told.stdout
+
+    assert ctl("ntp", "disable").status == 0
+    wait_for("the state off", lambda: ctl("status", "--json").json["state"] == "off")
+    assert ctl("status").status == 1
+    # The clock was set all the same.
+    assert ctl("wait", "--timeout", "0").status == 0
+
+
+def test_the_real_module_of_a_dead_client(bench: Bench, ctl: Ctl) -> None:
+    taken = ("import socket, time; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(('', 123)); "
+             "print(flush=True); time.sleep(600)")  # fmt: skip
+    other = bench.world.spawn("daemon", ["/usr/bin/python3", "-c", taken], stdout=subprocess.PIPE)
+    assert other.stdout is not None and other.stdout.readline() == b"\n"
+    bench.polling(PRIMARY, arguments=with_module(bench.world, bench.build)).wait_stderr(b"Address already in use")
+    bench.world.end(other)
+    told = ctl("status", "--json")
+    assert (told.status, told.json["state"], told.json["reason"]) == (1, "dead", "bind: Address already in use")
 
 
 def test_an_answer_that_is_none(bench: Bench, ctl: Ctl) -> None:
