@@ -53,8 +53,9 @@ class notation_parser {
             forms longer;
             for (const words &head : result)
                 for (const words &tail : next) {
-                    words &one = longer.emplace_back(head);
+                    words one = head;
                     one.insert(one.end(), tail.begin(), tail.end());
+                    longer.push_back(std::move(one));
                 }
             result = std::move(longer);
         }
