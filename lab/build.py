@@ -55,6 +55,14 @@ class Build:
         """Paths of the sanitizer runtimes that the daemon is linked with."""
         return [str(path) for path in self.libraries if path.name.startswith(_RUNTIMES)]
 
+    @functools.cached_property
+    def libfrr(self) -> tuple[int, ...]:
+        """The version of the libfrr it was built with: (8, 4, 4).  A few of the library's own answers differ."""
+        told = subprocess.run([*self.command(), "--version"], check=True, capture_output=True, text=True).stdout
+        found = re.search(r"with libfrr (\d+(?:\.\d+)*)", told)
+        assert found is not None, told
+        return tuple(map(int, found[1].split(".")))
+
     @property
     def counts_lines(self) -> bool:
         """Whether the daemon counts which of its lines run."""

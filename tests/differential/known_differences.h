@@ -17,6 +17,10 @@ inline constexpr char early_rules_of_the_c_library[] = "C library, rules before 
 /// The C library also wants the year in UT to fit tm_year.
 inline constexpr char ut_year_of_the_c_library[] = "C library, year in UT out of range";
 
+/// The C library lets a footer's changes come early in zones that count leap seconds, by
+/// as many seconds.  Only files of newer tzdata have both.
+inline constexpr char early_footers_of_the_c_library[] = "C library, footers beside leap seconds";
+
 /// The C library answers for local times that do not exist, this engine only
 /// when tm_isdst tells how to shift them.
 inline constexpr char gap_without_a_flag[] = "local times in gaps";

@@ -16,9 +16,7 @@
 
 #include <zebra.h>
 
-#include "buffer.h"
 #include "command.h"
-#include "memory.h"
 #include "vty.h"
 
 #include "client/signal_pipe.h"
@@ -27,6 +25,7 @@
 #include "horad/frr_compat.h"
 #include "ntp_cli/ntp_cli.h"
 #include "ntp_state.h"
+#include "unit/ntp_cli/kept_session.h"
 
 namespace {
 
@@ -101,12 +100,9 @@ void type_in(const std::string &text) {
 }
 
 std::string written_configuration() {
-    const owned_vty session = new_session();
+    const kept_session session;
     ntp_config_write(session.get());
-    char *text = buffer_getstr(session->obuf);
-    const std::string copy = text;
-    XFREE(MTYPE_TMP, text);
-    return copy;
+    return session.text();
 }
 
 void check_state() {

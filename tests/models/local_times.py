@@ -169,16 +169,15 @@ class MadeZone(Zone):
 class LeapZone(Zone):
     """A file that counts leap seconds, as the file of the same name that doesn't.
 
-    It has no rule: after its last transition nothing changes.
+    Where it has no rule, nothing changes after its last transition.
     """
 
     def __init__(self, name):
         data = contents_of(ZONES / "right" / name)
-        if not data.endswith(b"\n\n"):
-            raise ValueError(f"right/{name} has a rule")
         _, transitions, self.leaps = read_file(ZONES / "right" / name)
         self.plain = file_zone(name)
-        self.last = transitions[-1][0] if transitions else HIGHEST
+        has_rule = not data.endswith(b"\n\n")
+        self.last = transitions[-1][0] if transitions and not has_rule else HIGHEST
 
     def look(self, t):
         t = min(t, self.last)

@@ -29,6 +29,8 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 def pytest_configure(config: pytest.Config) -> None:
     config.addinivalue_line("markers", "plain_build: about a build without sanitizers only")
     config.addinivalue_line("markers", "uncounted_build: about a build that does not count which lines run only")
+    config.addinivalue_line("markers", "libfrr_from(version): about the library's own doings from a release on")
+    config.addinivalue_line("markers", "libfrr_before(version): about its doings before a release")
 
 
 def pytest_report_header(config: pytest.Config) -> str:
@@ -43,6 +45,15 @@ def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item
     left_out = {"plain_build": build.sanitized, "uncounted_build": build.counts_lines}
     for marker in (name for name, applies in left_out.items() if applies):
         items[:] = [item for item in items if item.get_closest_marker(marker) is None]
+    items[:] = [item for item in items if is_of(build, item)]
+
+
+def is_of(build: Build, item: pytest.Item) -> bool:
+    """Whether a test is about the release of libfrr that the daemon was built with."""
+    first, end = item.get_closest_marker("libfrr_from"), item.get_closest_marker("libfrr_before")
+    if (first is None and end is None) or not build.daemon.exists():
+        return True
+    return (first is None or build.libfrr >= first.args) and (end is None or build.libfrr < end.args)
 
 
 @pytest.fixture(scope="session")

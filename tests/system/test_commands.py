@@ -92,13 +92,28 @@ def test_names_of_keywords(node: Node) -> None:
         (f"ntp server {'m' * 128} {'s' * 129}", SLAVE_LONG),
         ("second ntp server2", INCOMPLETE),
         ("ntp server", INCOMPLETE),
-        ("ntp", INCOMPLETE),
     ],
     ids=lambda text: text[:40].decode() if isinstance(text, bytes) else text[:40],
 )
 def test_refusals_change_nothing(node: Node, line: str, answer: bytes) -> None:
     node.command("ntp server first second")
     assert node.command(line) == answer
+    assert node.servers() == ("first", "second")
+    assert node.session.prompt == b"lab(config-ntp)# "
+
+
+# Of the releases between the two, none was at hand.
+@pytest.mark.parametrize(
+    "answer",
+    [
+        pytest.param(b"", marks=pytest.mark.libfrr_before(8, 4), id="above"),
+        pytest.param(INCOMPLETE, marks=pytest.mark.libfrr_from(8, 4), id="here"),
+    ],
+)
+def test_half_a_command_that_enters_the_node(node: Node, answer: bytes) -> None:
+    """Looked for in this node only, or also in that above, whose "ntp" leads back here."""
+    node.command("ntp server first second")
+    assert node.command("ntp") == answer
     assert node.servers() == ("first", "second")
     assert node.session.prompt == b"lab(config-ntp)# "
 

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import os
+import signal
 import stat
 import subprocess
 from pathlib import Path
@@ -12,6 +13,7 @@ import pytest
 
 from lab import CONFIG, PROJECT, Vty, World
 from lab.bench import PRIMARY, SECONDARY, Bench, configured
+from lab.vty import Closed
 
 RESTORE = PROJECT / "packaging" / "restore-configuration"
 SAVED = b"Configuration saved to /etc/frr/horad.conf\r\n"
@@ -156,6 +158,7 @@ def save(session: Vty) -> None:
     assert session.command("do write file") == SAVED
 
 
+@pytest.mark.libfrr_before(9)
 def test_saved_on_a_full_disk(bench: Bench, disk: Path) -> None:
     config = disk / "horad.conf"
     daemon = bench.daemon(configured(PRIMARY, SECONDARY))
@@ -176,6 +179,24 @@ def test_saved_on_a_full_disk(bench: Bench, disk: Path) -> None:
     assert good.partition(b"frr version")[2] == config.read_bytes().partition(b"frr version")[2] != b""
 
 
+@pytest.mark.libfrr_from(9)
+def test_a_full_disk_ends_the_daemon(bench: Bench, disk: Path) -> None:
+    """The library takes its own session away while it writes the file.  Nothing is lost but the daemon,
+    which the unit starts again."""
+    config = disk / "horad.conf"
+    daemon = bench.daemon(configured(PRIMARY, SECONDARY))
+    save(bench.vty(daemon))
+    good = config.read_bytes()
+    fill(disk)
+    with pytest.raises(Closed):
+        save(bench.vty(daemon))
+    assert daemon.wait() == -signal.SIGSEGV
+    assert config.read_bytes() == good
+    daemon = bench.daemon(config=None)
+    assert f"NTP server is {PRIMARY}, {SECONDARY}.".encode() in bench.vty(daemon).command("show ntp")
+
+
+@pytest.mark.libfrr_before(9)
 def test_the_daemon_itself_still_knows_everything(bench: Bench, disk: Path) -> None:
     """Saved twice on a full disk, both files are empty; with room, saving once more is enough."""
     config = disk / "horad.conf"

@@ -28,20 +28,23 @@ def with_example(bench: Bench, module: str | Path = "", now: int = START) -> Dae
 
 
 def make_as_told(build: Build, folder: Path) -> Path:
-    """Makes the module with the command of the README, from what lies in the folder.
+    """Makes the module with the commands of the README, from what lies in the folder.
 
-    The compiler and libfrr are those of the build, which may be for another processor.
+    The compiler and libfrr are those of the build, which may be for another processor; of
+    libfrr there is what its "make install" leaves, and config.h.
     """
-    (command,) = [line for line in (EXAMPLES / "README.md").read_text().splitlines() if line.startswith("    gcc ")]
+    (commands,) = [part for part in (EXAMPLES / "README.md").read_text().split("\n\n") if "\n    gcc " in part]
     compiled = json.loads((build.folder / "compile_commands.json").read_text())
     (words,) = [shlex.split(each["command"]) for each in compiled if each["file"] == str(EXAMPLES / "zone_report.c")]
     compiler = shlex.join([words[0], *(word for word in words if word.startswith("--sysroot="))])
     (headers,) = [Path(word) for word in words if word.endswith("/include/frr")]
+    installed = folder / "libfrr" / "include" / "frr"
+    shutil.copytree(headers, installed, ignore=shutil.ignore_patterns("lib"))
     (folder / "include").symlink_to(PROJECT / "include")
     subprocess.run(
-        ["sh", "-ec", command.replace("gcc", compiler, 1)],
+        ["sh", "-ec", commands.replace("gcc", compiler, 1)],
         cwd=folder,
-        env={**os.environ, "FRR": str(headers.parents[1])},
+        env={**os.environ, "FRR": str(folder / "libfrr")},
         check=True,
     )
     return folder / "zone_report.so"

@@ -88,7 +88,8 @@ def test_nothing_to_destroy(build: Build) -> None:
 @pytest.mark.plain_build
 def test_memory_at_rest(bench: Bench) -> None:
     daemon = bench.daemon(shim=False)
-    assert daemon.status_field("VmRSS") <= 9 * 1024
+    # Most of it are pages of libfrr and what that needs.
+    assert daemon.status_field("VmRSS") <= (9 if bench.build.libfrr < (9,) else 12) * 1024
 
 
 @pytest.mark.plain_build

@@ -5,18 +5,15 @@
 
 #include <string>
 
-#include <fcntl.h>
-
 #include <gtest/gtest.h>
 
 #include <zebra.h>
 
-#include "buffer.h"
 #include "command.h"
-#include "memory.h"
 #include "vty.h"
 
 #include "horad/frr_compat.h"
+#include "ntp_cli/kept_session.h"
 #include "ntp_state.h"
 
 namespace {
@@ -30,17 +27,11 @@ std::string answer(const std::string &line) {
         return true;
     }();
     EXPECT_TRUE(ready);
-    vty *const session = vty_new();
-    session->type = vty::VTY_FILE;
-    session->wfd = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    session->node = CONFIG_NODE;
-    EXPECT_EQ(cmd_execute(session, "ntp", nullptr, 0), CMD_SUCCESS);
-    EXPECT_EQ(cmd_execute(session, line.c_str(), nullptr, 0), CMD_SUCCESS);
-    char *text = buffer_getstr(session->obuf);
-    const std::string copy = text;
-    XFREE(MTYPE_TMP, text);
-    vty_close(session);
-    return copy;
+    const kept_session session;
+    session.get()->node = CONFIG_NODE;
+    EXPECT_EQ(cmd_execute(session.get(), "ntp", nullptr, 0), CMD_SUCCESS);
+    EXPECT_EQ(cmd_execute(session.get(), line.c_str(), nullptr, 0), CMD_SUCCESS);
+    return session.text();
 }
 
 /// Both servers as they were set before, and not set again behind a test.

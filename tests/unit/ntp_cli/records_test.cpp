@@ -13,6 +13,7 @@
 #include "command.h"
 #include "vty.h"
 
+#include "ntp_cli/kept_session.h"
 #include "ntp_cli/node.h"
 #include "ntp_state.h"
 
@@ -61,18 +62,14 @@ TEST(Commands, OnlyTheSecondServerIsHidden) {
 }
 
 TEST(Commands, TheRecordDumpShowsEverything) {
-    vty *session = vty_new();
-    session->type = vty::VTY_FILE;
-    EXPECT_EQ(show_ntp_global_var_cmd.func(&show_ntp_global_var_cmd, session, 0, nullptr),
+    const kept_session session;
+    EXPECT_EQ(show_ntp_global_var_cmd.func(&show_ntp_global_var_cmd, session.get(), 0, nullptr),
               CMD_SUCCESS);
-    char *text = buffer_getstr(session->obuf);
-    EXPECT_STREQ(text, "city_name:London\r\ncontinent_name:Europe\r\ntime_zone:GMT+0000\r\n"
-                       "time_zone_name:GMT\r\nzoneinfo_path:/usr/share/zoneinfo/Europe/London\r\n"
-                       "g_ntp_debug:0\r\ng_ntp_en:0\r\ng_pri_ntp_server:0.0.0.0\r\n"
-                       "g_sec_ntp_server:0.0.0.0\r\nis_using_dst:0\r\n");
-    qfree(MTYPE_TMP, text);
-    buffer_reset(session->obuf);
-    vty_close(session);
+    EXPECT_EQ(session.text(),
+              "city_name:London\r\ncontinent_name:Europe\r\ntime_zone:GMT+0000\r\n"
+              "time_zone_name:GMT\r\nzoneinfo_path:/usr/share/zoneinfo/Europe/London\r\n"
+              "g_ntp_debug:0\r\ng_ntp_en:0\r\ng_pri_ntp_server:0.0.0.0\r\n"
+              "g_sec_ntp_server:0.0.0.0\r\nis_using_dst:0\r\n");
 }
 
 } // namespace
