@@ -29,8 +29,8 @@ class Debian:
         for path in (self._layer, self._work, self._mounted):
             path.mkdir()
 
-    def run(self, command: str, *, check: bool = True) -> subprocess.CompletedProcess[str]:
-        """Runs a shell command in it: no network, no way to set the clock, its own processes."""
+    def run(self, command: str, *, check: bool = True, network: bool = False) -> subprocess.CompletedProcess[str]:
+        """Runs a shell command in it: no way to set the clock, its own processes, no network unless asked for."""
         root = shlex.quote(str(self._mounted))
         script = "\n".join([
             "set -e",
@@ -44,7 +44,7 @@ class Debian:
             f"chroot {root} sh -c {shlex.quote(command)}",
         ])
         done = subprocess.run(
-            ["unshare", "--mount", "--net", "--pid", "--fork", "--kill-child", "--", "sh", "-c", script],
+            ["unshare", "--mount", *([] if network else ["--net"]), "--pid", "--fork", "--kill-child", "--", "sh", "-c", script],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
         )
         assert not check or done.returncode == 0, f"{command}: {done.stdout}"
