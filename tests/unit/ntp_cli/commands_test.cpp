@@ -12,8 +12,8 @@
 #include "command.h"
 #include "vty.h"
 
+#include "common/kept_session.h"
 #include "horad/frr_compat.h"
-#include "ntp_cli/kept_session.h"
 #include "ntp_state.h"
 
 namespace {

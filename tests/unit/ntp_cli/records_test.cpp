@@ -13,7 +13,7 @@
 #include "command.h"
 #include "vty.h"
 
-#include "ntp_cli/kept_session.h"
+#include "common/kept_session.h"
 #include "ntp_cli/node.h"
 #include "ntp_state.h"
 
