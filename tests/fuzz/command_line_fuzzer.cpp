@@ -20,12 +20,12 @@
 #include "vty.h"
 
 #include "client/signal_pipe.h"
+#include "common/kept_session.h"
 #include "fuzz/checks.h"
 #include "fuzz/machine.h"
 #include "horad/frr_compat.h"
 #include "ntp_cli/ntp_cli.h"
 #include "ntp_state.h"
-#include "unit/ntp_cli/kept_session.h"
 
 namespace {
 
