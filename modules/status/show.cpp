@@ -6,7 +6,7 @@
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <ctime>
 
 #include <arpa/inet.h>
@@ -37,6 +37,18 @@ text_of<48> iso_8601(std::int64_t microseconds) {
         return text;
     std::snprintf(text.bytes.data(), text.bytes.size(), "%s.%06dZ", date.data(),
                   static_cast<int>(microseconds - seconds * million));
+    return text;
+}
+
+/// "2026-11-22 03:10:00 UTC"
+text_of<48> date_and_time(std::int64_t microseconds) {
+    text_of<48> text = iso_8601(microseconds);
+    constexpr std::size_t date = 10;
+    constexpr std::size_t whole = 19;
+    if (text.bytes[0] != '\0') {
+        text.bytes[date] = ' ';
+        std::memcpy(&text.bytes[whole], " UTC", sizeof " UTC");
+    }
     return text;
 }
 
@@ -134,7 +146,7 @@ void show_answer(const table &out, const client_status &status, std::int64_t now
         out.row("Last answer", "none");
         return;
     }
-    out.row("Last answer", "%s (%s) from %s", iso_8601(status.answer_time).c_str(),
+    out.row("Last answer", "%s (%s) from %s", date_and_time(status.answer_time).c_str(),
             ago(status.answer_time, now).c_str(), dotted(status.answer_address).c_str());
     out.row("Offset", "%s (the server's time less ours)",
             in_seconds(status.offset, "%+.6f s").c_str());
@@ -163,14 +175,15 @@ json_object *text_or_null(bool is_known, const char *text) {
     return is_known ? json_object_new_string(text) : nullptr;
 }
 
-/// As short as it can be read back: 1250, not 1250.0 or 1249.9999999999999.
+/// Microseconds or seconds with up to three places, and none for nothing: 1250, 0.5.
 json_object *number(double value) {
-    std::array<char, 32> text{};
-    for (int digits = 6; digits <= 17; ++digits) {
-        std::snprintf(text.data(), text.size(), "%.*g", digits, value);
-        if (std::strtod(text.data(), nullptr) == value)
-            break;
-    }
+    std::array<char, 330> text{}; // the largest has 309 digits
+    int length = std::snprintf(text.data(), text.size(), "%.3f", value);
+    while (text[static_cast<std::size_t>(length) - 1] == '0')
+        --length;
+    if (text[static_cast<std::size_t>(length) - 1] == '.')
+        --length;
+    text[static_cast<std::size_t>(length)] = '\0';
     return json_object_new_double_s(value, text.data());
 }
 
@@ -233,7 +246,7 @@ void show_status_table(const struct horad_client_status *status, int64_t now, in
     if (status->requests == 0)
         out.row("Last request", "none");
     else
-        out.row("Last request", "%s (%s)", iso_8601(status->last_request).c_str(),
+        out.row("Last request", "%s (%s)", date_and_time(status->last_request).c_str(),
                 ago(status->last_request, now).c_str());
     if (has_next_request(*status))
         out.row("Next request", "in %s",
@@ -244,7 +257,7 @@ void show_status_table(const struct horad_client_status *status, int64_t now, in
     if (status->failures == 0)
         out.row("Last failure", "none");
     else
-        out.row("Last failure", "%s (%s): %s", iso_8601(status->failure_time).c_str(),
+        out.row("Last failure", "%s (%s): %s", date_and_time(status->failure_time).c_str(),
                 ago(status->failure_time, now).c_str(), status->failure_text);
     for (const counter &each : counters)
         out.row(each.in_words, "%" PRIu64, status->*each.value);

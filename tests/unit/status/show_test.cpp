@@ -59,9 +59,9 @@ TEST(StatusTable, OfAClientThatIsWell) {
     EXPECT_EQ(table(resting()),
               "State             : resting after a good answer\n"
               "Server            : two.example (192.0.2.1), the secondary\n"
-              "Last request      : 2020-09-13T11:24:35.000000Z (1 h 2 min ago)\n"
+              "Last request      : 2020-09-13 11:24:35 UTC (1 h 2 min ago)\n"
               "Next request      : in 1 d 1 h\n"
-              "Last answer       : 2020-09-13T12:26:39.750000Z (0 s ago) from 192.0.2.7\n"
+              "Last answer       : 2020-09-13 12:26:39 UTC (0 s ago) from 192.0.2.7\n"
               "Offset            : -3600.000123 s (the server's time less ours)\n"
               "Round trip        : 0.001250 s\n"
               "Stepped by        : -3600 s\n"
@@ -84,7 +84,7 @@ TEST(StatusTable, OfAFailure) {
     client.failure_time = now + second;
     std::snprintf(client.failure_text, sizeof client.failure_text, "no answer from two.example");
     EXPECT_TRUE(has(table(client), "State             : trying again\n"));
-    EXPECT_TRUE(has(table(client), "2020-09-13T12:26:41.000000Z (before the clock was stepped "
+    EXPECT_TRUE(has(table(client), "2020-09-13 12:26:41 UTC (before the clock was stepped "
                                    "back): no answer from two.example\n"));
 }
 
@@ -149,6 +149,18 @@ TEST(StatusJson, AFailureWithWhatAnOperatorTyped) {
     EXPECT_TRUE(
         has(json(client),
             R"("lastFailure":{"time":"1969-12-31T23:59:59.999999Z","text":"a\"b\\c:Unknown"})"));
+}
+
+TEST(StatusJson, NumbersHaveNoMorePlacesThanTheyNeed) {
+    status client = resting();
+    client.offset = 2.22025e9;
+    client.round_trip = 8199.9998;
+    EXPECT_TRUE(
+        has(json(client), R"("offsetMicroseconds":2220250000,"roundTripMicroseconds":8200,)"));
+    client.offset = -0.125;
+    client.round_trip = -1.7e15;
+    EXPECT_TRUE(has(json(client),
+                    R"("offsetMicroseconds":-0.125,"roundTripMicroseconds":-1700000000000000,)"));
 }
 
 TEST(StatusJson, ATimeOverdueIsNow) {
