@@ -22,7 +22,8 @@
  *   CALL_errno E [N [S]]   CALL fails with errno E, for ever or N times (after S
  *                          times that work, or after an event of the name S); for
  *                          settimeofday, adjtimex, system, setenv of TZ, sleep,
- *                          seteuid and qmalloc of the program; socket, bind, sendto, recvfrom, select, gettimeofday and
+ *                          seteuid and qmalloc of the program; socket, bind,
+ *                          sendto, recvfrom, select, gettimeofday and
  *                          gethostbyname of the client (there E is h_errno);
  *                          socketpair, pipe_send and pipe_read of the signal pipe;
  *                          open, access, read, write, pread, pwrite, fsync, close,
