@@ -17,6 +17,8 @@ class ZoneByOffset : public testing::Test {
   protected:
     void SetUp() override {
         set_system_timezone("0");
+        for (const char *written : {"/etc/TZ", "/etc/profile"})
+            std::filesystem::remove(written);
         set_timezone_east(0);
         set_timezone_offset(0);
     }
