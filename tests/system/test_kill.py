@@ -9,7 +9,7 @@ import time
 import pytest
 
 from lab import Daemon, Shim, wait_for
-from lab.bench import FAST, PRIMARY, START, Bench
+from lab.bench import CALM, FAST, PRIMARY, START, Bench
 from lab.database import DATABASE, rows
 from lab.gauges import measured, rounds
 from lab.servers.ntp_server import truthful
@@ -104,7 +104,7 @@ def test_killed_at(bench: Bench, point: str) -> None:
     # Of look-ups there are two in an exchange: for the request and for the answer.
     number = {"socket": 1, "bind": 1, "lookup": 3}.get(point.split()[1], 2)
     side, call = point.split()
-    daemon = bench.polling(PRIMARY, clock_frozen=START, scale=FAST, ready=False, skip=10**6,
+    daemon = bench.polling(PRIMARY, clock_frozen=START, scale=CALM, ready=False, skip=10**6,
                            **{f"kill_{side}": f"{call} {number}"})
     assert daemon.shim is not None
     assert daemon.wait() == -signal.SIGKILL
