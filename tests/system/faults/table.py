@@ -38,6 +38,10 @@ def database_says(reason: str) -> str:
     return f"stderr `horad: configuration database {DATABASE}: {reason}"
 
 
+def useless_database(reason: str) -> Texts:
+    return (STEPPED, "step not stored", database_says(f"{reason}` each time"), ON, ONE_CHANGE_LOST)
+
+
 LONDON_FILE = f"{ZONES}/Europe/London"
 
 LISTED_AGAIN = "the call again: 8 of 8 lines"
@@ -187,21 +191,13 @@ FAULTS = [
             PARIS_AGAIN,
         ),
     ),
-    *faults(
-        "access", "EACCES", zone_command,
-        alike=("zone shown Europe-Paris", "link to Europe/Paris", "local time GMT", PARIS_SET, SILENT, PARIS_AGAIN),
-    ),
-    *faults(
-        "open", "EMFILE", zone_command,
-        alike=("zone shown Europe-Paris", "link to Europe/Paris", "local time GMT", PARIS_SET, SILENT, PARIS_AGAIN),
-    ),
-    *faults(
-        "read", "EIO", zone_command,
-        alike=("zone shown Europe-Paris", "link to Europe/Paris", "local time GMT", PARIS_SET, SILENT, PARIS_AGAIN),
-    ),
-    *faults(
-        "close", "EIO", zone_command,
-        alike=("zone shown Europe-Paris", "link to Europe/Paris", "local time GMT", PARIS_SET, SILENT, PARIS_AGAIN),
+    *(
+        fault
+        for call, error in (("access", "EACCES"), ("open", "EMFILE"), ("read", "EIO"), ("close", "EIO"))
+        for fault in faults(
+            call, error, zone_command,
+            alike=("zone shown Europe-Paris", "link to Europe/Paris", "local time GMT", PARIS_SET, SILENT, PARIS_AGAIN),
+        )
     ),
     *faults(
         "unlink", "EROFS", zone_removal,
@@ -289,84 +285,32 @@ FAULTS = [
         always=("result 0", "0 lines shown", NOT_LISTED + " each time", ASKED_AGAIN),
     ),
     *faults("sleep", "EINTR", daylight_saving, alike=("result 1", "8 lines shown", IN_DAYLIGHT_SAVING, ASKED_AGAIN)),
-    *faults(
-        "open", "EACCES", database, watch=DATABASE,
-        once=(STEPPED, "step stored", database_says("attempt to write a readonly database`"), ON, ONE_CHANGE_LOST),
-        always=(
-            STEPPED,
-            "step not stored",
-            database_says("unable to open database file (Permission denied)` each time"),
-            ON,
-            ONE_CHANGE_LOST,
-        ),
-    ),
-    *faults(
-        "pread", "EIO", database, watch=DATABASE,
-        once=(STEPPED, "step stored", database_says("disk I/O error (Input/output error)`"), ON, ONE_CHANGE_LOST),
-        always=(
-            STEPPED,
-            "step not stored",
-            database_says("disk I/O error (Input/output error)` each time"),
-            ON,
-            ONE_CHANGE_LOST,
-        ),
-    ),
-    *faults(
-        "pwrite", "EIO", database, watch=DATABASE,
-        once=(STEPPED, "step stored", database_says("disk I/O error (Input/output error)`"), ON, ONE_CHANGE_LOST),
-        always=(
-            STEPPED,
-            "step not stored",
-            database_says("disk I/O error (Input/output error)` each time"),
-            ON,
-            ONE_CHANGE_LOST,
-        ),
-    ),
-    *faults(
-        "pwrite", "ENOSPC", database, watch=DATABASE,
-        once=(STEPPED, "step stored", database_says("disk I/O error (No space left on device)`"), ON, ONE_CHANGE_LOST),
-        always=(
-            STEPPED,
-            "step not stored",
-            database_says("disk I/O error (No space left on device)` each time"),
-            ON,
-            ONE_CHANGE_LOST,
-        ),
-    ),
-    *faults(
-        "fsync", "EIO", database, watch=DATABASE,
-        once=(STEPPED, "step stored", database_says("disk I/O error`"), ON, ONE_CHANGE_LOST),
-        always=(STEPPED, "step not stored", database_says("disk I/O error` each time"), ON, ONE_CHANGE_LOST),
+    *(
+        fault
+        for call, error, reason, reason_of_all in (
+            ("open", "EACCES", "attempt to write a readonly database", "unable to open database file (Permission denied)"),
+            ("pread", "EIO", "disk I/O error (Input/output error)", ""),
+            ("pwrite", "EIO", "disk I/O error (Input/output error)", ""),
+            ("pwrite", "ENOSPC", "disk I/O error (No space left on device)", ""),
+            ("fsync", "EIO", "disk I/O error", ""),
+        )
+        for fault in faults(
+            call, error, database, watch=DATABASE,
+            once=(STEPPED, "step stored", database_says(f"{reason}`"), ON, ONE_CHANGE_LOST),
+            always=useless_database(reason_of_all or reason),
+        )
     ),
     *faults("close", "EIO", database, alike=(STEPPED, "step stored", SILENT, ON, NOTHING_LOST), watch=DATABASE),
-    *faults(
-        "", "", useless, what="on a read-only file system",
-        always=(STEPPED, "step not stored", database_says("Read-only file system` each time"), ON, ONE_CHANGE_LOST),
-    ),
-    *faults(
-        "", "", useless, what="on a full disk",
-        always=(STEPPED, "step not stored", database_says("database or disk is full` each time"), ON, ONE_CHANGE_LOST),
-    ),
-    *faults(
-        "", "", useless, what="locked by another program",
-        always=(STEPPED, "step not stored", database_says("database is locked` each time"), ON, ONE_CHANGE_LOST),
-    ),
-    *faults(
-        "", "", useless, what="no database, but something else",
-        always=(STEPPED, "step not stored", database_says("file is not a database` each time"), ON, ONE_CHANGE_LOST),
-    ),
-    *faults(
-        "", "", useless, what="a folder",
-        always=(
-            STEPPED,
-            "step not stored",
-            database_says("unable to open database file (Is a directory)` each time"),
-            ON,
-            ONE_CHANGE_LOST,
-        ),
-    ),
-    *faults(
-        "", "", useless, what="below something that is no folder",
-        always=(STEPPED, "step not stored", database_says("Not a directory` each time"), ON, ONE_CHANGE_LOST),
+    *(
+        fault
+        for what, reason in (
+            ("on a read-only file system", "Read-only file system"),
+            ("on a full disk", "database or disk is full"),
+            ("locked by another program", "database is locked"),
+            ("no database, but something else", "file is not a database"),
+            ("a folder", "unable to open database file (Is a directory)"),
+            ("below something that is no folder", "Not a directory"),
+        )
+        for fault in faults("", "", useless, what=what, always=useless_database(reason))
     ),
 ]
