@@ -39,3 +39,17 @@ inline std::string to_text(const struct tm *tm) {
                   tm->tm_wday >= 0 && tm->tm_wday < 7 ? days[tm->tm_wday] : "?", tm->tm_yday);
     return text;
 }
+
+/// A broken-down time with a civil year and month; tm_gmtoff 0.
+inline struct tm civil(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
+                       int is_dst = -1) {
+    struct tm tm = {};
+    tm.tm_year = year - 1900;
+    tm.tm_mon = month - 1;
+    tm.tm_mday = day;
+    tm.tm_hour = hour;
+    tm.tm_min = minute;
+    tm.tm_sec = second;
+    tm.tm_isdst = is_dst;
+    return tm;
+}

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <string>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -27,6 +28,28 @@ template <typename Check> void check_in_child(Check check) {
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_FALSE(WIFSIGNALED(status)) << "ended by signal " << WTERMSIG(status);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+/// Runs a body in a forked child, and returns what it wrote to a descriptor.
+template <typename Body> std::string written_by_child(int descriptor, Body body) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    std::fflush(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], descriptor);
+        body();
+        std::fflush(nullptr);
+        _exit(0);
+    }
+    close(ends[1]);
+    std::string text;
+    char buffer[512];
+    for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;)
+        text.append(buffer, static_cast<std::size_t>(got));
+    close(ends[0]);
+    waitpid(child, nullptr, 0);
+    return text;
 }
 
 /// Runs a check in a new process of this program, where the engine has not

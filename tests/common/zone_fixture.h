@@ -60,20 +60,6 @@ inline std::string local_text(const zone_state *zone, std::int64_t when) {
     return to_text(localtime_rz(zone, &time, &tm));
 }
 
-/// A broken-down time with a civil year and month; tm_gmtoff 0.
-inline struct tm civil(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
-                       int is_dst = -1) {
-    struct tm tm = {};
-    tm.tm_year = year - 1900;
-    tm.tm_mon = month - 1;
-    tm.tm_mday = day;
-    tm.tm_hour = hour;
-    tm.tm_min = minute;
-    tm.tm_sec = second;
-    tm.tm_isdst = is_dst;
-    return tm;
-}
-
 /// mktime_z on a copy.
 inline std::int64_t time_of(const zone_state *zone, struct tm tm) { return mktime_z(zone, &tm); }
 

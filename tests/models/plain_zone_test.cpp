@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/broken_down.h"
 #include "common/tzif_builder.h"
 #include "models/plain_convert.h"
 #include "models/plain_inverse.h"
@@ -55,18 +56,6 @@ bool is_malformed(const std::string &text) {
 int load(const tzif_file &file, plain::zone &zone,
          const std::optional<plain::bytes> &rules_file = std::nullopt) {
     return plain::load(file.bytes(), rules_file, zone, true);
-}
-
-std::tm fields(int year, int month, int day, int hour, int minute, int second, int dst) {
-    std::tm tm{};
-    tm.tm_year = year - 1900;
-    tm.tm_mon = month - 1;
-    tm.tm_mday = day;
-    tm.tm_hour = hour;
-    tm.tm_min = minute;
-    tm.tm_sec = second;
-    tm.tm_isdst = dst;
-    return tm;
 }
 
 std::string search_text(const plain::zone &zone, std::tm tm) {
@@ -244,7 +233,7 @@ TEST(PlainConvert, LeapSecond) {
     EXPECT_EQ(local_text(zone, 78796799), "1972-06-30 23:59:59 wday 5 yday 181 dst 0 0 UTC");
     EXPECT_EQ(local_text(zone, 78796800), "1972-06-30 23:59:60 wday 5 yday 181 dst 0 0 UTC");
     EXPECT_EQ(local_text(zone, 78796801), "1972-07-01 00:00:00 wday 6 yday 182 dst 0 0 UTC");
-    EXPECT_EQ(search_text(zone, fields(1972, 6, 30, 23, 59, 60, 0)),
+    EXPECT_EQ(search_text(zone, civil(1972, 6, 30, 23, 59, 60, 0)),
               "78796800 1972-06-30 23:59:60 wday 5 yday 181 dst 0 0 UTC");
 }
 
@@ -272,19 +261,19 @@ TEST(PlainConvert, FarBehindTheTable) {
 
 TEST(PlainInverse, MovesAndGaps) {
     const auto zone = zone_of_string("EST5EDT,M3.2.0,M11.1.0");
-    EXPECT_EQ(search_text(zone, fields(2027, 4, 31, 12, 0, 0, -1)),
+    EXPECT_EQ(search_text(zone, civil(2027, 4, 31, 12, 0, 0, -1)),
               "1809187200 2027-05-01 12:00:00 wday 6 yday 120 dst 1 -14400 EDT");
-    EXPECT_EQ(search_text(zone, fields(2027, 3, 14, 2, 30, 0, -1)), "none");
-    EXPECT_EQ(search_text(zone, fields(2027, 3, 14, 2, 30, 0, 0)),
+    EXPECT_EQ(search_text(zone, civil(2027, 3, 14, 2, 30, 0, -1)), "none");
+    EXPECT_EQ(search_text(zone, civil(2027, 3, 14, 2, 30, 0, 0)),
               "1805009400 2027-03-14 03:30:00 wday 0 yday 72 dst 1 -14400 EDT");
-    EXPECT_EQ(search_text(zone, fields(2027, 3, 14, 2, 30, 0, 1)),
+    EXPECT_EQ(search_text(zone, civil(2027, 3, 14, 2, 30, 0, 1)),
               "1805005800 2027-03-14 01:30:00 wday 0 yday 72 dst 0 -18000 EST");
     // What reads alike twice.
-    EXPECT_EQ(search_text(zone, fields(2027, 11, 7, 1, 30, 0, 1)),
+    EXPECT_EQ(search_text(zone, civil(2027, 11, 7, 1, 30, 0, 1)),
               "1825565400 2027-11-07 01:30:00 wday 0 yday 310 dst 1 -14400 EDT");
-    EXPECT_EQ(search_text(zone, fields(2027, 11, 7, 1, 30, 0, 0)),
+    EXPECT_EQ(search_text(zone, civil(2027, 11, 7, 1, 30, 0, 0)),
               "1825569000 2027-11-07 01:30:00 wday 0 yday 310 dst 0 -18000 EST");
-    std::tm hinted = fields(2027, 11, 7, 1, 30, 0, 2);
+    std::tm hinted = civil(2027, 11, 7, 1, 30, 0, 2);
     hinted.tm_gmtoff = -14400;
     EXPECT_EQ(search_text(zone, hinted),
               "1825565400 2027-11-07 01:30:00 wday 0 yday 310 dst 1 -14400 EDT");
@@ -292,9 +281,9 @@ TEST(PlainInverse, MovesAndGaps) {
 
 TEST(PlainInverse, SecondsKeptAside) {
     const auto utc = zone_of_string("UTC0");
-    EXPECT_EQ(search_text(utc, fields(2000, 1, 1, 0, 0, -1, 0)),
+    EXPECT_EQ(search_text(utc, civil(2000, 1, 1, 0, 0, -1, 0)),
               "946684799 1999-12-31 23:59:59 wday 5 yday 364 dst 0 0 UTC");
-    EXPECT_EQ(search_text(utc, fields(1960, 1, 1, 0, 0, 3600, 0)),
+    EXPECT_EQ(search_text(utc, civil(1960, 1, 1, 0, 0, 3600, 0)),
               "-315615600 1960-01-01 01:00:00 wday 5 yday 0 dst 0 0 UTC");
 }
 

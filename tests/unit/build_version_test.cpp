@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -16,6 +15,7 @@
 #include "getopt.h"
 #include "libfrr.h"
 
+#include "common/child_process.h"
 #include "frr_module.h"
 
 namespace {
@@ -23,12 +23,7 @@ namespace {
 /// What libfrr prints on standard output for some options; "(read)" behind it when
 /// it came to their end.
 std::string printed_for(std::initializer_list<const char *> options) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(ends[1], STDOUT_FILENO);
+    return written_by_child(STDOUT_FILENO, [options] {
         std::vector<std::string> words{"horad"};
         words.insert(words.end(), options.begin(), options.end());
         std::vector<char *> arguments;
@@ -44,17 +39,7 @@ std::string printed_for(std::initializer_list<const char *> options) {
         while (frr_getopt(count, arguments.data(), nullptr) != EOF)
             ;
         std::fputs("(read)", stdout);
-        std::fflush(stdout);
-        _exit(0);
-    }
-    close(ends[1]);
-    std::string text;
-    char buffer[512];
-    for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;)
-        text.append(buffer, static_cast<std::size_t>(got));
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    return text;
+    });
 }
 
 bool is_ours(const std::string &text) {

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/configured_servers.h"
 #include "ntp_state.h"
 
 namespace {
@@ -23,16 +24,9 @@ sockaddr_in sender_at(const char *address, in_port_t port) {
     return sender;
 }
 
-class Exchange : public testing::Test {
+class Exchange : public configured_servers {
   protected:
-    Exchange() {
-        store_server(g_ntp_var.g_pri_ntp_server, "127.0.0.2");
-        store_server(g_ntp_var.g_sec_ntp_server, "127.0.0.3");
-    }
-    ~Exchange() override {
-        store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
-        store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
-    }
+    Exchange() : configured_servers("127.0.0.2", "127.0.0.3") {}
 };
 
 TEST_F(Exchange, TheSourceIsTheServerAskedFromAnyPort) {

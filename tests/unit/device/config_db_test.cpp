@@ -12,6 +12,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "common/child_process.h"
 #include "database_fixture.h"
 
 namespace {
@@ -211,25 +212,12 @@ TEST_F(config_db_test, a_full_disk_stores_nothing) {
 // Runs `operation` as an ordinary user, whom file rights bind, and returns what
 // it said on standard error.
 template <typename Operation> std::string as_ordinary_user(Operation operation) {
-    int ends[2];
-    EXPECT_EQ(pipe(ends), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(ends[1], STDERR_FILENO);
+    return written_by_child(STDERR_FILENO, [&operation] {
         constexpr uid_t nobody = 65534;
         if (geteuid() == 0 && setresuid(nobody, nobody, nobody) != 0)
             _exit(1);
         operation();
-        _exit(0);
-    }
-    close(ends[1]);
-    std::string told;
-    char bytes[512];
-    for (ssize_t got; (got = read(ends[0], bytes, sizeof bytes)) > 0;)
-        told.append(bytes, static_cast<std::size_t>(got));
-    close(ends[0]);
-    waitpid(child, nullptr, 0);
-    return told;
+    });
 }
 
 TEST_F(config_db_test, missing_rights_are_told) {

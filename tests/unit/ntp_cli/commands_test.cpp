@@ -12,6 +12,7 @@
 #include "command.h"
 #include "vty.h"
 
+#include "common/configured_servers.h"
 #include "common/kept_session.h"
 #include "horad/frr_compat.h"
 #include "ntp_state.h"
@@ -35,16 +36,9 @@ std::string answer(const std::string &line) {
 }
 
 /// Both servers as they were set before, and not set again behind a test.
-class ServerCommands : public testing::Test {
+class ServerCommands : public configured_servers {
   protected:
-    ServerCommands() {
-        store_server(g_ntp_var.g_pri_ntp_server, "first");
-        store_server(g_ntp_var.g_sec_ntp_server, "second");
-    }
-    ~ServerCommands() override {
-        store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
-        store_server(g_ntp_var.g_sec_ntp_server, server_not_set);
-    }
+    ServerCommands() : configured_servers("first", "second") {}
 };
 
 void expect_servers(const std::string &primary, const std::string &secondary) {
