@@ -330,7 +330,7 @@ def test_bash_completes_what_the_daemon_knows(bench: Bench, ctl: Ctl) -> None:
     """The same as the prompt, which asks the daemon; the module's command is there, too."""
     bench.daemon(arguments=with_module(bench.world, bench.build))
     lines = ["", "debug ", "do ", "do write ", "no ", "no second ntp ", "ntp ", "show ", "show ntp ", "show ntp status ", "timezone ", "dst continent ",
-             "timezone continent Asia "]  # fmt: skip
+             "timezone continent Asia "]
     _, shown = type_at_terminal(ctl, *(f"{line}?\n" for line in lines), "exit\n")
     for line, screen in zip(lines, shown[1:]):
         listed = plain(screen).split("?\n")[1].split("horad#")[0].split()

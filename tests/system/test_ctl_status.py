@@ -19,7 +19,7 @@ from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
 
 ANSWER = {"time": "2026-11-23T08:00:00Z", "address": PRIMARY, "offsetMicroseconds": 12.5,
-          "roundTripMicroseconds": 8400, "steppedSeconds": 12}  # fmt: skip
+          "roundTripMicroseconds": 8400, "steppedSeconds": 12}
 
 # A daemon with the module, as far as the socket shows it: each line gets its answer.
 FAKE = """
@@ -100,7 +100,7 @@ def test_the_real_module(bench: Bench, ctl: Ctl) -> None:
 
 def test_the_real_module_of_a_dead_client(bench: Bench, ctl: Ctl) -> None:
     taken = ("import socket, time; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(('', 123)); "
-             "print(flush=True); time.sleep(600)")  # fmt: skip
+             "print(flush=True); time.sleep(600)")
     other = bench.world.spawn("daemon", ["/usr/bin/python3", "-c", taken], stdout=subprocess.PIPE)
     assert other.stdout is not None and other.stdout.readline() == b"\n"
     bench.polling(PRIMARY, arguments=with_module(bench.world, bench.build)).wait_stderr(b"Address already in use")
@@ -167,7 +167,7 @@ def test_the_port_of_a_client_that_is_off(bench: Bench, ctl: Ctl) -> None:
 
 def test_the_port_that_another_program_has(bench: Bench, ctl: Ctl) -> None:
     taken = ("import socket, time; s = socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(('', 123)); "
-             "print(flush=True); time.sleep(600)")  # fmt: skip
+             "print(flush=True); time.sleep(600)")
     other = bench.world.spawn("daemon", ["/usr/bin/python3", "-c", taken], stdout=subprocess.PIPE)
     assert other.stdout is not None and other.stdout.readline() == b"\n"
     daemon = bare(bench, PRIMARY)

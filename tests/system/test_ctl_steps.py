@@ -110,7 +110,7 @@ def test_a_locked_database(bench: Bench, ctl: Ctl) -> None:
     """Not by a writer of the daemon's kind, beside which it is read."""
     bench.daemon()
     exclusive = HOLD.replace('connection.execute("BEGIN EXCLUSIVE")',
-                             'connection.execute("PRAGMA locking_mode = EXCLUSIVE"); connection.execute("BEGIN EXCLUSIVE")')  # fmt: skip
+                             'connection.execute("PRAGMA locking_mode = EXCLUSIVE"); connection.execute("BEGIN EXCLUSIVE")')
     for script, status in ((HOLD, 0), (exclusive, 1)):
         holder = bench.world.spawn("daemon", ["/usr/bin/python3", "-c", script, DATABASE], stdout=-1)
         assert holder.stdout is not None and holder.stdout.readline() == b"held\n"
