@@ -3,27 +3,35 @@
 
     /usr/bin/python3 -m pytest tests/package
 
-builds them first (build/packages).
+builds them first (build/packages).  With HORAD_LIFE_ONLY in the environment it builds this
+machine's own only, and leaves out what is not about its life on a system.
 """
 from __future__ import annotations
 
 import os
 import subprocess
 from pathlib import Path
+from typing import Sequence
 
 import pytest
 
 from tests.package.throwaway import PROJECT, Debian
 
 
-def build_packages(folder: Path, *before: str, clone: Path = PROJECT) -> dict[str, Path]:
+def build_packages(folder: Path, *before: str, clone: Path = PROJECT,
+                   wanted: Sequence[str] = ()) -> dict[str, Path]:
     """Packages made in a clone, by architecture; those of debug information are beside them."""
     revision = subprocess.run(["git", "-c", f"safe.directory={PROJECT}", "-C", PROJECT, "describe", "--always", "--dirty",
                                "--abbrev=12"], capture_output=True, text=True).stdout.strip()
     # Whoever builds a copy without the history names the revision.
-    subprocess.run([*before, str(clone / "tools" / "package"), "--output", str(folder)], check=True,
+    subprocess.run([*before, str(clone / "tools" / "package"), "--output", str(folder), *wanted], check=True,
                    stdout=subprocess.DEVNULL, env={**os.environ, "HORAD_REVISION": revision})
     return by_architecture(folder, "horad")
+
+
+def pytest_collection_modifyitems(items: list[pytest.Item]) -> None:
+    if "HORAD_LIFE_ONLY" in os.environ:
+        items[:] = [item for item in items if "debian" in getattr(item, "fixturenames", ())]
 
 
 def by_architecture(folder: Path, name: str) -> dict[str, Path]:
@@ -31,9 +39,10 @@ def by_architecture(folder: Path, name: str) -> dict[str, Path]:
 
 
 @pytest.fixture(scope="session")
-def packages() -> dict[str, Path]:
+def packages(native: str) -> dict[str, Path]:
     """The packages by architecture."""
-    return build_packages(PROJECT / "build" / "packages")
+    wanted = [native] if "HORAD_LIFE_ONLY" in os.environ else []
+    return build_packages(PROJECT / "build" / "packages", wanted=wanted)
 
 
 @pytest.fixture(scope="session")
