@@ -55,6 +55,7 @@ def set_the_clock(shim: Shim, daemon: Daemon, session: Vty) -> None:
     show(f"step stored in the configuration database: {stored['diff']} s\n{last_line(daemon)}")
     type_in(session, "show ntp")
     type_in(session, "show ntp json")
+    type_in(session, "show ntp status")
 
 
 def fail_over(shim: Shim, session: Vty) -> None:
@@ -81,7 +82,8 @@ def main() -> int:
         primary = chrony(world, FIRST)
         ntpsec(world, SECOND)
         shim = Shim(world, clock_offset=-A_YEAR, scale=0.01)
-        daemon = Daemon(world, config=BASE_CONFIG, shim=shim).start()
+        module = str(Build().folder / "lib" / "horad_status.so")
+        daemon = Daemon(world, config=BASE_CONFIG, arguments=["-M", module], shim=shim).start()
         session = daemon.vty()
         set_the_clock(shim, daemon, session)
         primary.stop()
