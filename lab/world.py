@@ -157,7 +157,8 @@ class World:
             # Entering a mount namespace leaves a chroot, and the project may be in one.
             f"--root={self.root}", f"--uts={self._names}", "--",
             "setpriv", "--pdeathsig", "KILL", "--bounding-set", "-sys_time", "--inh-caps", "-sys_time", "--",
-            "env", "-i", *(f"{name}={value}" for name, value in variables.items()),
+            # ./test starts its parts in the background, where a shell lets them ignore Ctrl-C.
+            "env", "-i", "--default-signal", *(f"{name}={value}" for name, value in variables.items()),
             *command,
         ]
         kernel.setns(self._process_space, kernel.CLONE_NEWPID)
