@@ -12,12 +12,14 @@ read -r codename release < <(. /etc/os-release && echo "$VERSION_CODENAME" "${VE
 # shellcheck disable=SC2034
 case $release in
 12)
-    libyang=libyang2 libyang_dev=libyang2-dev
+    libyang_dev=libyang2-dev
+    libfrr_libraries=(libyang2)
     libfrr_packages=()
     old_zones=() # tzdata has them
     ;;
 *)
-    libyang=libyang3 libyang_dev=libyang-dev
+    libyang_dev=libyang-dev
+    libfrr_libraries=(libprotobuf-c1 libyang3)
     libfrr_packages=(libprotobuf-c-dev protobuf-c-compiler)
     old_zones=(tzdata-legacy)
     ;;
