@@ -9,7 +9,7 @@ from lab import Daemon, Shim, Vty
 from lab.bench import PRIMARY, Bench
 from lab.exported import DUMP, TZ_FILE, ZONES, calls, content, link, years
 from tests.models.zone_dump import LONDON_2020
-from .fault import JULY, Fault, lines_of, said, wait_faults
+from .fault import JULY, Fault, in_debian_12, lines_of, said, wait_faults
 
 
 def zone_command(bench: Bench, fault: Fault) -> list[str]:
@@ -145,5 +145,5 @@ def memory(bench: Bench, fault: Fault) -> list[str]:
     return [
         f"the daemon ends with signal {signal.Signals(-status).name}",
         f"log `{reason[0].decode()} ... bytes {reason[1].decode()}`",
-        f"stderr `{lines_of(daemon.stderr())[0]}`",
+        in_debian_12(fault, f"stderr `{lines_of(daemon.stderr())[0]}`"),
     ]
