@@ -16,7 +16,7 @@ def test_a_daemon_and_its_libraries_below_tmp(build: Build, tmp_path: Path) -> N
     assert str(tmp_path).startswith("/tmp/")
     subprocess.run(["cmake", "--install", build.folder, "--prefix", tmp_path / "build", "--component", "daemon"],
                    check=True, stdout=subprocess.DEVNULL)
-    (tmp_path / "build" / "sbin").rename(tmp_path / "build" / "bin")
+    (tmp_path / "build" / "sbin" / "horad").rename(tmp_path / "build" / "bin" / "horad")
     # As with a libfrr that is somewhere else.
     library = tmp_path / "build" / "lib" / "horad" / "libfrr.so.0"
     (tmp_path / "elsewhere").mkdir()
