@@ -168,6 +168,21 @@ def refusals(program: str, devices: int) -> Rows:
     return rows
 
 
+def rounded_up(value: int) -> str:
+    """To two digits."""
+    unit = 10 ** max(0, len(str(value)) - 2)
+    return f"{-(-value // unit) * unit:,}"
+
+
+def provide(program: str, devices: int) -> Rows:
+    row = []
+    for spread, returns in ((5 * MINUTE, 0), (5 * MINUTE, HOUR), (0, HOUR)):
+        record = Record(program, devices, HOUR + 10 * MINUTE, **POWER_CUT, spread=spread, first_returns=returns,
+                        second_returns=returns)
+        row.append(rounded_up(max(max(record.first), max(record.second))))
+    return [row]
+
+
 TABLES: dict[str, tuple[str, Callable[[str, int], Rows]]] = {
     "peace": ("first server: mean | busiest second | second server: mean | busiest second", peace),
     "power cut": ("spread | at the start | a week later | 4 weeks | 8 weeks | second server, 2 weeks", power_cut),
@@ -178,6 +193,8 @@ TABLES: dict[str, tuple[str, Callable[[str, int], Rows]]] = {
     "limits": (f"limit | {' | '.join(f'spread: {name}' for name in SPREADS)}", limits),
     "refusals": ("requests above the limit are | limit | requests a second in the first 10 minutes "
                  "| requests of a device | last clock set after", refusals),
+    "provide": ("start spread by 5 minutes | the same, and both servers were gone for an hour "
+                "| both gone, no spread", provide),
 }
 
 

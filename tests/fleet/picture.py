@@ -16,6 +16,7 @@ text { fill: #59636e; font-size: 12px; }
 .title { fill: #1f2328; font-size: 14px; font-weight: 600; }
 .grid { stroke: #d9dee3; stroke-width: 1; }
 .first, .second, .none, .minute, .five, .hour { stroke-width: 1.5; fill: none; }
+.first { stroke-width: 4; }
 .first, .hour { stroke: #0b62c4; }
 .second, .none { stroke: #c4500b; }
 .minute { stroke: #8250df; }
