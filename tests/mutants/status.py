@@ -1,0 +1,56 @@
+# SPDX-License-Identifier: GPL-2.0-or-later
+"""Faults in modules/status."""
+from __future__ import annotations
+
+from .fault import faults_in
+
+FAULTS = [
+    *faults_in(
+        "modules/status/journal.cpp", "status_test Journal.*",
+        ("quiet_seconds = 60;", "quiet_seconds = 61;"),
+        ('{"recoveries", LOG_WARNING}', '{"recoveries", LOG_NOTICE}'),
+        ("if (journal_.seen.state != HORAD_CLIENT_DEAD)\n                put", "put"),
+        ("kind.left_out = 0;", ""),
+        ("kind.last_line + quiet_seconds - now_", "kind.last_line + quiet_seconds"),
+        ("next == 0 ? left : std::min(next, left)", "left"),
+        ("now_ - journal_.kinds[kind].last_line < quiet_seconds", "now_ - journal_.kinds[kind].last_line <= quiet_seconds"),
+        ("left_out += count - 1;", "left_out += count;"),
+        ("left_out += count;\n            return;", "return;"),
+        ("journal_.told = 0;", ""),
+        ("journal_.told |= bit;", ""),
+        ("status_.offset / 1e6", "status_.offset / 1e3"),
+        ("journal_.is_in_trouble = false;", ""),
+        ("journal_.seen.requests + journal_.seen.failures != 0 &&", ""),
+        ('status_.server == 1 ? "primary" : "secondary"', 'status_.server == 2 ? "primary" : "secondary"'),
+        ("journal->seen = *status;", ""),
+        ("status_.state == HORAD_CLIENT_DEAD ? LOG_ERR :", "false ? LOG_ERR :"),
+    ),
+    *faults_in(
+        "modules/status/show.cpp", "status_test Status*.*",
+        ("- (microseconds % million < 0)", ""),
+        ("while (unit->size > 1 && seconds < unit->size)", "while (unit->size > 1 && seconds <= unit->size)"),
+        ("seconds % unit->size / unit[1].size", "seconds % unit->size"),
+        ("&& status.state != HORAD_CLIENT_DEAD", ""),
+        ("std::max<std::int64_t>(0, status.next_request - monotonic)", "status.next_request - monotonic"),
+        ("if (then <= now)", "if (then < now)"),
+        ('in_seconds(status.round_trip, "%.6f s")', 'in_seconds(status.offset, "%.6f s")'),
+        ("    if (text[static_cast<std::size_t>(length) - 1] == '.')\n        --length;\n", ""),
+        ("text[static_cast<std::size_t>(length)] = '\\0';", ""),
+        ('"wrongLength", "Wrong length", &client_status::wrong_length',
+         '"wrongLength", "Wrong length", &client_status::foreign_address'),
+        ("is_dead ? status->reason", "!is_dead ? status->reason"),
+        ('write(session, "\\n");', ""),
+        ("if (status.answers_used == 0)\n        return nullptr;", ""),
+        ("    json_object_put(json);\n", ""),
+        ("microseconds_left(*status, monotonic)) / 1e6", "microseconds_left(*status, monotonic)) / 1e3"),
+    ),
+    *faults_in(
+        "modules/status/module.c", "tests/system/test_journal.py",
+        ("install_element(VIEW_NODE, &show_ntp_status_cmd);", "", "tests/system/test_status.py"),
+        ("if (use_json(argc, argv))", "if (!use_json(argc, argv))", "tests/system/test_status.py"),
+        ("    event_add_read(loop, look_at_news, NULL, wake_up, &news);\n    /* In", "    /* In"),
+        ("        atomic_store(&is_woken, false);\n    look();", "        ;\n    look();"),
+        ("if (left != 0)\n        event_add_timer", "if (left == 0)\n        event_add_timer"),
+        ("horad_client_watch(wake);", ""),
+    ),
+]
