@@ -2,6 +2,7 @@
 """The one request that the client sends: every byte, and from where to where."""
 from __future__ import annotations
 
+import socket
 import struct
 
 import pytest
@@ -61,3 +62,9 @@ def test_first_address_of_a_name_is_asked(bench: Bench) -> None:
     bench.polling("twin.lab", scale=0.001)
     first.wait_requests(3)
     assert second.requests == []
+
+
+def test_sending_never_waits(bench: Bench) -> None:
+    daemon = bench.polling(PRIMARY)
+    assert daemon.shim is not None
+    assert daemon.shim.requests(1)[0]["flags"] & socket.MSG_DONTWAIT

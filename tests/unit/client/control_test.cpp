@@ -3,6 +3,8 @@
 // The operator's side of the client, with a socket pair but no client thread.
 #include "client/control.h"
 
+#include <csignal>
+#include <semaphore>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,7 @@
 
 #include "client/signal_pipe.h"
 #include "common/child_process.h"
+#include "horad/state.h"
 #include "ntp_state.h"
 
 namespace {
@@ -127,6 +130,45 @@ TEST_F(Control, ASocketThatSelectCannotWatchIsRefused) {
         while (pread(said, text, sizeof text - 1, 0) <= 0) // the thread's; an alarm is set
             usleep(1000);
         EXPECT_STREQ(text, "net socker : Too many open files\n");
+        EXPECT_EQ(dup(said), FD_SETSIZE) << "the socket was kept";
+    });
+}
+
+/// How the client thread sees itself: noted where it tells that it has no socket.
+struct thread_facts {
+    sigset_t blocked;
+    int detached = -1;
+    std::binary_semaphore created{0};
+    std::binary_semaphore noted{0};
+} facts;
+
+void note_facts() {
+    facts.created.acquire();
+    pthread_sigmask(SIG_BLOCK, nullptr, &facts.blocked);
+    pthread_attr_t attributes;
+    pthread_getattr_np(pthread_self(), &attributes);
+    pthread_attr_getdetachstate(&attributes, &facts.detached);
+    facts.noted.release();
+}
+
+TEST_F(Control, TheThreadLeavesTheDaemonsSignalsToTheEventLoop) {
+    check_in_child([] {
+        const rlimit none{.rlim_cur = 0, .rlim_max = 0};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        horad_client_watch(note_facts);
+        ntp_server_config("10.0.0.1", "0.0.0.0");
+        EXPECT_EQ(ntp_thread_state, 1);
+        EXPECT_EQ(ntp_status, 1);
+        facts.created.release();
+        facts.noted.acquire();
+        sigset_t ours;
+        pthread_sigmask(SIG_BLOCK, nullptr, &ours);
+        for (const int signal : {SIGHUP, SIGUSR1, SIGINT, SIGTERM}) {
+            EXPECT_EQ(sigismember(&facts.blocked, signal), 1) << signal;
+            EXPECT_EQ(sigismember(&ours, signal), 0) << signal;
+        }
+        EXPECT_EQ(sigismember(&facts.blocked, SIGCHLD), 0); // it waits for a command
+        EXPECT_EQ(facts.detached, PTHREAD_CREATE_DETACHED);
     });
 }
 

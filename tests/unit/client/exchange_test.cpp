@@ -1,15 +1,26 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Only what needs no network: dotted addresses, and a name that can never be
-// an IPv4 host.
+// Only what needs no network but one of its own: dotted addresses, and a name that
+// can never be an IPv4 host.
 #include "client/exchange.h"
 
-#include <arpa/inet.h>
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <thread>
 #include <tuple>
+
+#include <arpa/inet.h>
+#include <sched.h>
+#include <sys/socket.h>
 
 #include <gtest/gtest.h>
 
+#include "common/child_process.h"
 #include "common/configured_servers.h"
+#include "common/output.h"
+#include "horad/state.h"
 #include "ntp_state.h"
 
 namespace {
@@ -88,6 +99,54 @@ TEST_F(Exchange, TheTraceNamesTheServer) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "\r\n ntp_send_packet: sendto 127.0.0.2. 305\n\r"
               "\r\n ntp_send_packet: sendto 127.0.0.3. 305\n\r");
+}
+
+TEST_F(Exchange, ASendingLooksNoNameUpThatIsBeingChanged) {
+    store_server(g_ntp_var.g_pri_ntp_server, "127.0.0.9");
+    const auto name_looked_up = [] {
+        struct horad_client_status status;
+        horad_client_status(&status);
+        return std::string(status.server_name);
+    };
+    testing::internal::CaptureStderr();
+    ntp_lock();
+    std::thread client([] {
+        request_bytes request{};
+        std::ignore = ntp_send_packet(-1, ntp_server::primary, request);
+    });
+    // Long enough for one that does not wait.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_NE(name_looked_up(), "127.0.0.9");
+    ntp_unlock();
+    client.join();
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(name_looked_up(), "127.0.0.9");
+}
+
+TEST_F(Exchange, APortThatIsTakenIsToldAndItsSocketClosed) {
+    check_in_child([] {
+        ASSERT_EQ(unshare(CLONE_NEWNET), 0);
+        const int first = open_client_socket();
+        ASSERT_GE(first, 0);
+        sockaddr_in bound{};
+        socklen_t size = sizeof bound;
+        ASSERT_EQ(getsockname(first, reinterpret_cast<sockaddr *>(&bound), &size), 0);
+        EXPECT_EQ(bound.sin_addr.s_addr, htonl(INADDR_ANY));
+        EXPECT_EQ(bound.sin_port, htons(123));
+
+        const auto open_files = [] {
+            const std::filesystem::directory_iterator files("/proc/self/fd");
+            return std::distance(begin(files), end(files));
+        };
+        const auto before = open_files();
+        EXPECT_EQ(complained_by([] { EXPECT_EQ(open_client_socket(), -1); }),
+                  "ntp_client_process 2: Address already in use\n");
+        EXPECT_EQ(open_files(), before) << "the socket was kept";
+        struct horad_client_status status;
+        horad_client_status(&status);
+        EXPECT_EQ(status.state, HORAD_CLIENT_DEAD);
+        EXPECT_STREQ(status.reason, "bind: Address already in use");
+    });
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "common/child_process.h"
 #include "ntp_state.h"
 
 namespace {
@@ -202,15 +203,26 @@ TEST_F(Status, AFailedLookUpOfASourceLeavesTheRequestOut) {
     EXPECT_EQ(now().look_ups_failed, before.look_ups_failed + 1);
 }
 
+TEST(StatusAtFirst, ThePrimaryIsTheServerOfAClientThatIsOff) {
+    CHECK_IN_FRESH_PROCESS({
+        EXPECT_EQ(now().server, 1);
+        EXPECT_EQ(now().state, HORAD_CLIENT_OFF);
+    });
+}
+
 TEST_F(Status, AFailedSend) {
     look_up(ntp_server::primary, "one.example", "192.0.2.1");
+    const std::int64_t earliest = microseconds(CLOCK_REALTIME);
     client_status::note_send_failed(ENETUNREACH);
+    const std::int64_t latest = microseconds(CLOCK_REALTIME);
     client_status::note_no_request();
     client_status::publish(schedule);
     EXPECT_EQ(now().state, HORAD_CLIENT_RETRYING);
     EXPECT_EQ(now().sends_failed, before.sends_failed + 1);
     EXPECT_EQ(now().failure, HORAD_FAILURE_SEND);
     EXPECT_STREQ(now().failure_text, "sendto one.example (192.0.2.1): Network is unreachable");
+    EXPECT_GE(now().failure_time, earliest);
+    EXPECT_LE(now().failure_time, latest);
 }
 
 TEST_F(Status, StrangersAndOddLengthsAreCounted) {

@@ -95,4 +95,16 @@ TEST(parameters, without_a_value_nothing_moves) {
     EXPECT_EQ(words().find("server"), nullptr);
 }
 
+TEST(parameters, without_words_there_is_nothing) {
+    int count = 3;
+    cmd_token **none = nullptr;
+    EXPECT_EQ(cmd_parase_parameters(nullptr, &none, "server", 0), nullptr);
+    EXPECT_EQ(cmd_parase_parameters(&count, nullptr, "server", 0), nullptr);
+    EXPECT_EQ(cmd_parase_parameters(&count, &none, "server", 0), nullptr);
+    cmd_token *nobody = nullptr;
+    cmd_token **words = &nobody;
+    EXPECT_EQ(cmd_parase_parameters(nullptr, &words, "server", 0), nullptr);
+    EXPECT_EQ(cmd_parase_parameters(&count, &words, nullptr, 0), nullptr);
+}
+
 } // namespace

@@ -3,7 +3,10 @@
 // What the server commands store, and commands in a state that no other leads to.
 #include "ntp_cli/ntp_cli.h"
 
+#include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -112,6 +115,75 @@ TEST_F(ServerCommands, TakeASecondaryAwayWithoutAPrimary) {
     store_server(g_ntp_var.g_pri_ntp_server, "");
     EXPECT_EQ(answer("no second ntp server2"), "");
     expect_servers("", "");
+}
+
+/// The record with names of any length, and as it was afterwards.
+class ShowCommands : public ServerCommands {
+  protected:
+    ~ShowCommands() override {
+        const ntp_var fresh;
+        g_ntp_var.continent_name = fresh.continent_name;
+        g_ntp_var.city_name = fresh.city_name;
+        ntp_status = 0;
+    }
+
+    static std::string json(const std::string &status, const std::string &zone) {
+        return "{\n  \"status\":" + status +
+               ",\n  \"server\":\"first\",\n  \"secondServer\":\"second\",\n"
+               "  \"continentCity\":\"" +
+               zone + "\"\n}\r\n";
+    }
+};
+
+TEST_F(ShowCommands, TellServersAndZone) {
+    EXPECT_EQ(answer("show ntp"), "NTP protcol is disable!\r\n");
+    EXPECT_EQ(answer("show ntp json"), json("false", "Europe London"));
+    ntp_status = 1;
+    EXPECT_EQ(answer("show ntp"),
+              "NTP server is first, second.\r\nTime Zone is Europe-London.\r\n");
+    EXPECT_EQ(answer("show ntp json"), json("true", "Europe London"));
+}
+
+TEST_F(ShowCommands, TellTheZone) {
+    EXPECT_EQ(answer("show timezone"), "Current system time zone : Europe-London GMT+0000\r\n");
+}
+
+TEST_F(ShowCommands, HaveRoomForSixtyThreeCharactersOfAZone) {
+    const std::string longest(56, 'x');
+    g_ntp_var.city_name = longest.c_str();
+    EXPECT_EQ(answer("show ntp json"), json("false", "Europe " + longest));
+    const std::string longer = longest + "y";
+    g_ntp_var.city_name = longer.c_str();
+    EXPECT_EQ(answer("show ntp json"), json("false", "Europe " + longest));
+}
+
+/// Whether a line is not carried out before the lock is free.
+bool waits_for_the_lock(const std::string &line) {
+    answer(line);
+    std::atomic<bool> is_done{false};
+    ntp_lock();
+    std::thread session([&] {
+        answer(line);
+        is_done = true;
+    });
+    // Long enough for one that does not wait.
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const bool waited = !is_done;
+    ntp_unlock();
+    session.join();
+    return waited;
+}
+
+TEST_F(ShowCommands, WaitForTheLock) {
+    EXPECT_TRUE(waits_for_the_lock("show ntp json"));
+    ntp_status = 1;
+    EXPECT_TRUE(waits_for_the_lock("show ntp"));
+}
+
+TEST_F(ServerCommands, WaitForTheLock) {
+    EXPECT_TRUE(waits_for_the_lock("ntp server host"));
+    EXPECT_TRUE(waits_for_the_lock("second ntp server2 host"));
+    EXPECT_TRUE(waits_for_the_lock("no second ntp server2"));
 }
 
 } // namespace

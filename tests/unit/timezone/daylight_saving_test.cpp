@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // Daylight-saving discovery as a whole.
+#include <chrono>
 #include <filesystem>
 #include <string>
 
@@ -48,6 +49,12 @@ TEST_F(DaylightSaving, North) {
     EXPECT_TRUE(ends_with(printed_, northern_message));
     EXPECT_EQ(ask(2020, noon(2020, 1, 15), "Europe/London"), 0);
     EXPECT_EQ(printed_.find("North"), std::string::npos);
+}
+
+TEST_F(DaylightSaving, TheDumpIsGivenATenthOfASecond) {
+    const auto begin = std::chrono::steady_clock::now();
+    ask(2020, noon(2020, 7, 15), "Europe/London");
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(100));
 }
 
 TEST_F(DaylightSaving, South) {

@@ -54,6 +54,15 @@ TEST_F(DumpFile, LineOfAnInstant) {
                                                  "gmtoff=-34200\n");
 }
 
+TEST_F(DumpFile, IsMadeForAll) {
+    const mode_t before = umask(0);
+    line_of("UTC0", 0);
+    umask(before);
+    struct stat status = {};
+    ASSERT_EQ(stat(dump_path, &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0666U);
+}
+
 TEST_F(DumpFile, NameIsFilledUp) {
     EXPECT_EQ(line_of("UTC0", 0, 10),
               "UTC0        Thu Jan  1 00:00:00 1970 UT = Thu Jan  1 00:00:00 1970 UTC isdst=0 "

@@ -30,6 +30,9 @@ TEST(DumpSpan, YearsBeyondTimeAreItsEnds) {
     EXPECT_EQ(start_of_year(-292277022657), limits::min());
     EXPECT_EQ(start_of_year(limits::max()), limits::max());
     EXPECT_EQ(start_of_year(limits::min()), limits::min());
+    // Days that do not fit, and would be a few when cut to 64 bits.
+    EXPECT_EQ(start_of_year(2070724264076854000), limits::max());
+    EXPECT_EQ(start_of_year(-2070724264076854000), limits::min());
 }
 
 void expect_years(const char *text, std::int64_t low, std::int64_t high) {

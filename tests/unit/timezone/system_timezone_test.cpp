@@ -15,6 +15,7 @@
 #include "common/zone_fixture.h"
 #include "horad/timezone.h"
 #include "ntp_state.h"
+#include "timezone/system_timezone.h"
 
 namespace {
 
@@ -42,6 +43,22 @@ TEST_F(SystemTimezone, TextIsExported) {
     EXPECT_STREQ(getenv("TZ"), "UTC-8:30");
     EXPECT_EQ(epoch_here(), "1970-01-01 08:30:00 UTC dst=0 30600 Thu 0");
     EXPECT_EQ(contents("/etc/profile"), "export TZ=UTC-8:30\n");
+}
+
+TEST_F(SystemTimezone, TextTakesThePlaceOfTheOneBefore) {
+    sync_sys_timezone("UTC-8:30");
+    EXPECT_EQ(timezone, -30600); // for who reads it without asking for the zone
+    sync_sys_timezone("UTC+5");
+    EXPECT_STREQ(getenv("TZ"), "UTC+5");
+    EXPECT_EQ(timezone, 18000);
+}
+
+TEST_F(SystemTimezone, ZoneIsTakenAway) {
+    ASSERT_EQ(set_system_timezone_by_path("/usr/share/zoneinfo/Asia/Tokyo"), 0);
+    ASSERT_TRUE(std::filesystem::is_symlink("/etc/localtime"));
+    remove_system_timezone();
+    EXPECT_FALSE(std::filesystem::is_symlink("/etc/localtime"));
+    remove_system_timezone(); // there is none
 }
 
 TEST_F(SystemTimezone, TzFileIsOverwrittenFromItsStart) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // Reading a dump, and the judgement.
+#include <array>
 #include <string>
 #include <vector>
 
@@ -204,6 +205,19 @@ TEST_F(YearChanges, EqualReadingsAreNorthern) {
     year_changes changes{};
     changes[0].local = changes[1].local = 5;
     EXPECT_EQ(hemisphere_of(changes), hemisphere::northern);
+}
+
+TEST_F(YearChanges, MonthsDifferByAnyLetter) {
+    constexpr std::array names{"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    for (int month = 1; month <= 12; ++month) {
+        lines dump = northern();
+        const std::string day = names[static_cast<std::size_t>(month - 1)] + std::string(" 11 ");
+        dump[2] = line(day + "00:59:59 2020", day + "01:00:00 2020");
+        const year_changes changes = read_changes(dump);
+        EXPECT_EQ(changes[0].utc, at(2020, month, 11, 0, 59, 59)) << day;
+        EXPECT_EQ(changes[0].local, at(2020, month, 11, 1, 0, 0)) << day;
+    }
 }
 
 } // namespace

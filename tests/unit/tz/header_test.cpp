@@ -165,7 +165,7 @@ TEST(ZoneFileHeader, TruncatedFooterIsLeftOut) {
 }
 
 TEST(ZoneFileHeader, MagicAndVersionAreNotTested) {
-    for (const unsigned char version : {'1', '2', '3', '4', '\xff'}) {
+    for (const unsigned char version : {'\1', '1', '2', '3', '4', '\xff'}) {
         tzif_file file;
         file.magic = "what";
         file.version = version;

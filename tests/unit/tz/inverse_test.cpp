@@ -297,4 +297,14 @@ TEST(Inverse, TheOffsetGivenDoesNotOutweighTheFlagFound) {
     }
 }
 
+TEST(Inverse, AnyPositiveFlagIsThatOfDaylightSavingTime) {
+    for (const int hour : {1, 2}) { // an hour that comes twice, and one that does not
+        const auto with_flag = [&](int flag) {
+            return time_of(new_york(), civil(2021, 11, 7, hour, 30, 0, flag));
+        };
+        EXPECT_EQ(with_flag(2), with_flag(1));
+        EXPECT_EQ(with_flag(INT_MAX), with_flag(1));
+    }
+}
+
 } // namespace

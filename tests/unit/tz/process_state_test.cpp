@@ -47,6 +47,33 @@ TEST_F(ProcessState, LocaltimeFollowsTzLocaltimeRDoesNot) {
     EXPECT_EQ(offset_by_localtime_r(), 10800);
 }
 
+TEST_F(ProcessState, NamesOfTheZoneBeforeStayWhileTheNextIsLoaded) {
+    const time_t zero = 0;
+    struct tm tm;
+    for (const char *zone : {"AAA-1", "BBB-2", "CCC-3", "DDD-4"}) {
+        tz_guard::set(zone);
+        tzset();
+        ASSERT_NE(localtime_r(&zero, &tm), nullptr);
+        const char *const name = tm.tm_zone;
+        const std::string before = name;
+        for (const char *later : {"EEE-5", "FFF-6"}) {
+            tz_guard::set(later);
+            tzset();
+            EXPECT_EQ(name, before);
+        }
+    }
+}
+
+TEST_F(ProcessState, MktimePublishesTheKindOfTimeItFound) {
+    tz_guard::set("Europe/London");
+    tzset();
+    EXPECT_STREQ(tzname[0], "GMT");
+    struct tm tm = civil(1970, 1, 1); // when British Standard Time was tried
+    EXPECT_EQ(mktime(&tm), -3600);
+    EXPECT_STREQ(tzname[0], "BST");
+    EXPECT_EQ(timezone, -3600);
+}
+
 TEST_F(ProcessState, MktimeFollowsTz) {
     struct tm tm = civil(1970, 1, 1);
     tz_guard::set("AAA-1");

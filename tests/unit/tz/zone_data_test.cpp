@@ -139,6 +139,8 @@ TEST(ZoneLeaps, NotBefore1970) {
     tzif_file file;
     file.wide.leaps = {{INT64_MIN, 1}};
     EXPECT_EQ(load(file), EINVAL);
+    file.wide.leaps = {{least_leap_distance, 1}, {INT64_MIN, 2}};
+    EXPECT_EQ(load(file), EINVAL) << "no overflow while the distance is checked";
 }
 
 TEST(ZoneLeaps, LieAlmostAMonthApart) {
