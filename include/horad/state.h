@@ -68,10 +68,10 @@ enum horad_client_failure {
  * 00:00:00 UTC by the system's clock as it was then; texts are terminated.
  */
 struct horad_client_status {
-    int32_t state;   /* enum horad_client_state */
-    int32_t server;  /* the one in use: 1 the primary, 2 the secondary */
+    int32_t state;    /* enum horad_client_state */
+    int32_t server;   /* the one in use: 1 the primary, 2 the secondary */
     uint32_t address; /* its IPv4 address in network order, 0 until its name was looked up */
-    int32_t failure; /* enum horad_client_failure */
+    int32_t failure;  /* enum horad_client_failure */
     char server_name[128];
     char reason[96];        /* why it is dead: the call and its error; else empty */
     char failure_text[256]; /* the last failure in words, naming its server; empty: none */

@@ -213,7 +213,10 @@ TEST(Schedule, ADatagramWhileStoppedOnlyRearmsTheWait) {
     EXPECT_TRUE(schedule.ntp_is_stop);
 }
 
-constexpr std::pair<reply_outcome, int> unusable[] = {
+constexpr struct {
+    reply_outcome outcome;
+    int retry;
+} unusable[] = {
     {reply_outcome::no_transmit_time, 10},
     {reply_outcome::negative_delay_of_two, 10},
     {reply_outcome::clock_refused, 300},
@@ -221,22 +224,24 @@ constexpr std::pair<reply_outcome, int> unusable[] = {
 };
 
 TEST(Schedule, AnUnusableReplySwitchesWhenThereIsAnother) {
-    for (const auto &[outcome, retry] : unusable) {
+    for (const auto &reply : unusable) {
         simulation run;
-        run.answer = [&](simulation &s) { s.switches += s.schedule.on_reply(outcome, true); };
-        run.run_until(retry);
-        EXPECT_EQ(run.requests, (requests{{0, pri}, {retry, sec}}));
+        run.answer = [&](simulation &s) { s.switches += s.schedule.on_reply(reply.outcome, true); };
+        run.run_until(reply.retry);
+        EXPECT_EQ(run.requests, (requests{{0, pri}, {reply.retry, sec}}));
         EXPECT_EQ(run.switches, 2);
     }
 }
 
 TEST(Schedule, AnUnusableReplyOfTheOnlyServerIsRetried) {
-    for (const auto &[outcome, retry] : unusable) {
+    for (const auto &reply : unusable) {
         simulation run;
         run.has_secondary = false;
-        run.answer = [&](simulation &s) { EXPECT_FALSE(s.schedule.on_reply(outcome, false)); };
-        run.run_until(2 * retry);
-        EXPECT_EQ(run.requests, (requests{{0, pri}, {retry, pri}, {2 * retry, pri}}));
+        run.answer = [&](simulation &s) {
+            EXPECT_FALSE(s.schedule.on_reply(reply.outcome, false));
+        };
+        run.run_until(2 * reply.retry);
+        EXPECT_EQ(run.requests, (requests{{0, pri}, {reply.retry, pri}, {2 * reply.retry, pri}}));
     }
 }
 
