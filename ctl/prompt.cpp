@@ -80,7 +80,8 @@ std::unique_ptr<char, free_line> read_line() {
 } // namespace
 
 exit_status run_prompt(const arguments &given) {
-    const completion commands(run_line(given.socket, "find .").text);
+    // The line editor has no place for a context: it asks until the end of this program.
+    static const completion commands(run_line(given.socket, "find .").text);
     offered = &commands;
     set_up_editing();
     const interrupt_guard guard;

@@ -8,6 +8,7 @@ from dataclasses import dataclass
 from typing import Any, Mapping, Sequence
 
 from .build import Build
+from .daemon import SANITIZER_OPTIONS
 from .times import TIME_FACTOR
 from .world import World
 
@@ -62,7 +63,9 @@ class Ctl:
         self.world.path(_INPUT).write_bytes(input if isinstance(input, bytes) else input.encode())
         script = f'exec "$@" <{_INPUT} >{_STDOUT} 2>{_STDERR} {redirect}'
         return self.world.spawn(
-            "daemon", ["sh", "-c", script, "sh", *before, *self.program, *words], environment=environment
+            "daemon",
+            ["sh", "-c", script, "sh", *before, *self.program, *words],
+            environment={**SANITIZER_OPTIONS, **(environment or {})},
         )
 
     def told(self, process: subprocess.Popen[bytes], seconds: float = 20) -> Told:

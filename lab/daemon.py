@@ -20,7 +20,7 @@ BASE_CONFIG = f"password {PASSWORD}\n"
 
 # A report of a sanitizer ends the process with a status of its own.  What is
 # still held at exit is no leak: the daemon exits without tearing down.
-_SANITIZER_OPTIONS = {
+SANITIZER_OPTIONS = {
     "ASAN_OPTIONS": "detect_leaks=0:exitcode=99",
     "TSAN_OPTIONS": "exitcode=99:atexit_sleep_ms=0",
     "UBSAN_OPTIONS": "print_stacktrace=1",
@@ -53,7 +53,7 @@ class Daemon:
         self.port = VTY_PORT
         self._stdout = f"/tmp/{name}.stdout"
         self._stderr = f"/tmp/{name}.stderr"
-        self._environment = {**_SANITIZER_OPTIONS, **(environment or {})}
+        self._environment = {**SANITIZER_OPTIONS, **(environment or {})}
         self._process: subprocess.Popen[bytes] | None = None
         if isinstance(config, str):
             config = config.encode()

@@ -214,20 +214,22 @@ json_object *failure_object(const client_status &status) {
 struct counter {
     const char *name;
     const char *in_words;
-    std::uint64_t client_status::*value;
+    std::uint64_t value;
 };
 
-constexpr counter counters[] = {
-    {"requests", "Requests sent", &client_status::requests},
-    {"answersUsed", "Answers used", &client_status::answers_used},
-    {"foreignAddress", "Foreign address", &client_status::foreign_address},
-    {"wrongLength", "Wrong length", &client_status::wrong_length},
-    {"noTransmitTime", "No transmit time", &client_status::no_transmit_time},
-    {"negativeDelay", "Negative delay", &client_status::negative_delay},
-    {"lookUpsFailed", "Look-ups failed", &client_status::look_ups_failed},
-    {"sendsFailed", "Sends failed", &client_status::sends_failed},
-    {"stepsRefused", "Steps refused", &client_status::steps_refused},
-};
+std::array<counter, 9> counters_of(const client_status &status) {
+    return {{
+        {"requests", "Requests sent", status.requests},
+        {"answersUsed", "Answers used", status.answers_used},
+        {"foreignAddress", "Foreign address", status.foreign_address},
+        {"wrongLength", "Wrong length", status.wrong_length},
+        {"noTransmitTime", "No transmit time", status.no_transmit_time},
+        {"negativeDelay", "Negative delay", status.negative_delay},
+        {"lookUpsFailed", "Look-ups failed", status.look_ups_failed},
+        {"sendsFailed", "Sends failed", status.sends_failed},
+        {"stepsRefused", "Steps refused", status.steps_refused},
+    }};
+}
 
 } // namespace
 
@@ -259,8 +261,8 @@ void show_status_table(const struct horad_client_status *status, int64_t now, in
     else
         out.row("Last failure", "%s (%s): %s", date_and_time(status->failure_time).c_str(),
                 ago(status->failure_time, now).c_str(), status->failure_text);
-    for (const counter &each : counters)
-        out.row(each.in_words, "%" PRIu64, status->*each.value);
+    for (const counter &each : counters_of(*status))
+        out.row(each.in_words, "%" PRIu64, each.value);
 }
 
 void show_status_json(const struct horad_client_status *status, int64_t monotonic,
@@ -285,10 +287,9 @@ void show_status_json(const struct horad_client_status *status, int64_t monotoni
     json_object_object_add(json, "lastAnswer", answer_object(*status));
     json_object_object_add(json, "lastFailure", failure_object(*status));
     json_object *const counts = json_object_new_object();
-    for (const counter &each : counters)
-        json_object_object_add(
-            counts, each.name,
-            json_object_new_int64(static_cast<std::int64_t>(status->*each.value)));
+    for (const counter &each : counters_of(*status))
+        json_object_object_add(counts, each.name,
+                               json_object_new_int64(static_cast<std::int64_t>(each.value)));
     json_object_object_add(json, "counters", counts);
     write(session, json_object_to_json_string_ext(json, JSON_C_TO_STRING_PRETTY |
                                                             JSON_C_TO_STRING_NOSLASHESCAPE));
