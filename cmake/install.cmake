@@ -40,6 +40,12 @@ install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT daemon
   PATTERN horad.8 EXCLUDE PATTERN horadctl.1 EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
 
+# Only libfrr as the package has it looks for modules in our folder by their names.
+set(finds_modules "")
+if(HORAD_INSTALL_LIBFRR)
+  set(finds_modules /usr)
+endif()
+
 # The units start what is installed with them, wherever that is.
 install(CODE "
   get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
@@ -47,7 +53,7 @@ install(CODE "
     file(READ \"${PROJECT_SOURCE_DIR}/packaging/\${name}\" unit)
     string(REPLACE /usr/sbin/horad \"\${prefix}/${CMAKE_INSTALL_SBINDIR}/horad\" unit \"\${unit}\")
     string(REPLACE /usr/bin/horadctl \"\${prefix}/${CMAKE_INSTALL_BINDIR}/horadctl\" unit \"\${unit}\")
-    if(NOT prefix STREQUAL /usr OR NOT ${HORAD_INSTALL_LIBFRR})
+    if(NOT prefix STREQUAL \"${finds_modules}\")
       string(REPLACE \"-M horad_status\" \"-M \${prefix}/${private_libraries}/modules/horad_status.so\" unit \"\${unit}\")
     endif()
     string(REPLACE /usr/libexec/ \"\${prefix}/${CMAKE_INSTALL_LIBEXECDIR}/\" unit \"\${unit}\")

@@ -49,6 +49,7 @@ def test_contents(packages: dict[str, Path], architecture: str, tmp_path: Path) 
         "usr/bin/horadctl",
         "usr/sbin/horad",
         *(f"{private}/{name}" for name in PRIVATE),
+        f"{private}/modules/horad_status.so",
     }
     for name in (
         "lib/systemd/system/horad-wait.service",
@@ -199,7 +200,8 @@ def test_installed_without_a_package(tmp_path: Path, prefix: str) -> None:
     assert done.stdout.startswith("horad version ")
     listed = subprocess.run(["ldd", str(folder / "sbin" / "horad")], check=True, capture_output=True, text=True)
     private = folder / "lib" / "horad"
-    assert {path.name for path in private.iterdir()} == PRIVATE
+    assert {path.name for path in private.iterdir()} == PRIVATE | {"modules"}
+    assert [path.name for path in (private / "modules").iterdir()] == ["horad_status.so"]
     for name in PRIVATE:
         assert str(private / name) in {str(Path(path).resolve()) for path in re.findall(r"=> (.*) \(", listed.stdout)}
     assert {path.name for path in (folder / "include" / "horad").iterdir()} >= {"timezone.h", "tz.h"}

@@ -49,7 +49,7 @@ def test_set_up(clone: Clone, options: list[str], prefix: str | None, expected: 
 @pytest.mark.parametrize(
     ("command", "expected"),
     [
-        (["run"], ["setup", "build release horad clock_shim"]),
+        (["run"], ["setup", "build release horad horad_status horadctl clock_shim"]),
         (["test", "--quick"], ["setup --quick", "build release"]),
         (["test", "--lint"], ["setup --lint", "build release", "lint"]),
         (["tools/package", "{native}"], ["setup --package"]),
