@@ -12,7 +12,7 @@ std::string drift_in_words(const drift &fitted) {
     char text[256];
     std::snprintf(text, sizeof text,
                   "drift %.2f +/- %.2f ppm: the clock runs %s, by %.1f s in a week", fitted.ppm,
-                  fitted.ppm_uncertainty, week < 0 ? "fast" : "slow", std::abs(week));
+                  fitted.ppm_uncertainty, week < 0 ? "fast" : "slow", std::fabs(week));
     return text;
 }
 
