@@ -90,7 +90,12 @@ class Daemon:
             probe.settimeout(TIME_FACTOR)
             try:
                 probe.connect(("127.0.0.1", self.port))
-                return probe.recv(1) != b""
+                is_greeted = probe.recv(1) != b""
+                # To its end: of one that breaks off the library logs an error, some time later.
+                probe.shutdown(socket.SHUT_WR)
+                while probe.recv(4096):
+                    pass
+                return is_greeted
             except OSError:
                 return False
 
