@@ -242,7 +242,7 @@ void publish(const poll_schedule &schedule) noexcept {
         use_server(schedule.ntp_cur_server,
                    server_snapshot(server_field(schedule.ntp_cur_server)).text);
     const timeval &wait = schedule.wait;
-    is_awaited = wait.tv_sec != wait_none;
+    is_awaited = wait.tv_sec != 0 || wait.tv_usec != 0;
     noted.next_request = microseconds(CLOCK_MONOTONIC) + wait.tv_sec * million + wait.tv_usec;
     publish_noted();
 }

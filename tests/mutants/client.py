@@ -179,7 +179,7 @@ FAULTS = [
         ("++noted.negative_delay;", "++noted.no_transmit_time;"),
         ("        set_state(HORAD_CLIENT_RESTING);\n", ""),
         ("noted.offset = report.intervals.skew;", "noted.offset = report.intervals.slop;"),
-        ("is_awaited = wait.tv_sec != wait_none;", "is_awaited = true;"),
+        ("is_awaited = wait.tv_sec != 0 || wait.tv_usec != 0;", "is_awaited = true;"),
         ("wait.tv_sec * million + wait.tv_usec;", "wait.tv_sec * million;"),
         ("if (status == nullptr)\n        return -1;", "if (status == nullptr)\n        return 0;"),
         ("sizeof noted.server_name + INET_ADDRSTRLEN + 3", "sizeof noted.server_name + 3"),

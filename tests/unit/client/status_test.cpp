@@ -166,6 +166,16 @@ TEST_F(Status, TheThirdRequestWasGivenNoTimeForItsAnswer) {
     EXPECT_EQ(record.address, inet_addr("192.0.2.2"));
 }
 
+TEST_F(Status, AStrangerInTheLastSecondDoesNotHideASilence) {
+    request();
+    schedule.wait = {0, 500000};
+    client_status::note_foreign_address();
+    client_status::publish(schedule);
+    request();
+    EXPECT_EQ(now().failure, HORAD_FAILURE_NO_ANSWER);
+    EXPECT_EQ(now().failures, before.failures + 1);
+}
+
 TEST_F(Status, AServerJustTurnedToHasNoAddressYet) {
     for (int i = 0; i < 3; ++i)
         request();
