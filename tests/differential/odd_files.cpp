@@ -110,6 +110,13 @@ std::int32_t odd_offset(dice &dice) {
     }
 }
 
+/// The offset, half an hour further east when so wished and there is such a one.
+std::int32_t half_an_hour_on(std::int32_t offset, bool wished) {
+    constexpr int half_an_hour = 1800;
+    const bool room = offset <= std::numeric_limits<std::int32_t>::max() - half_an_hour;
+    return wished && room ? offset + half_an_hour : offset;
+}
+
 std::string odd_abbreviations(dice &dice) {
     static const std::string chosen[] = {
         std::string("STD\0DST\0", 8),
@@ -183,7 +190,7 @@ void add_types(dice &dice, tzif_block &block) {
         const unsigned char dst = dice.once_in(dst_in) ? 1 : 0;
         tzif_block::local_type type{odd_offset(dice), dst, static_cast<unsigned char>(at % length)};
         if (alike && i > 0) {
-            type.offset = block.types.back().offset + (dice.once_in(6) ? 1800 : 0);
+            type.offset = half_an_hour_on(block.types.back().offset, dice.once_in(6));
             if (!dice.once_in(3))
                 type.dst = block.types.back().dst;
             if (!dice.once_in(3))
