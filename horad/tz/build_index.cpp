@@ -2,6 +2,7 @@
 #include "tz/build_index.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <limits>
 
@@ -15,14 +16,6 @@ constexpr std::int64_t earliest_slot = -(std::int64_t{1} << 32);
 
 constexpr std::int64_t end_of_time = std::numeric_limits<std::int64_t>::max();
 
-void find_offset_range(const zone_state &zone, zone_index &index) {
-    index.lowest_offset = index.highest_offset = zone.types[0].utc_offset;
-    for (int i = 1; i < zone.type_count; ++i) {
-        index.lowest_offset = std::min(index.lowest_offset, zone.types[i].utc_offset);
-        index.highest_offset = std::max(index.highest_offset, zone.types[i].utc_offset);
-    }
-}
-
 /// Whether the transitions from `first` to `last` increase.  Those of a file's
 /// table do.  Rules with times of many days can make others, and so can the
 /// rules file when its transitions are moved.
@@ -33,10 +26,17 @@ bool increase(const std::int64_t *times, int first, int last) {
     return true;
 }
 
+/// What the index says about a zone once it is built.
+struct slot_range {
+    std::int64_t begin = 0;
+    std::uint64_t span = 0;
+};
+
 /// first, last  the transitions at the start and the end of the slots
 ///
 /// Returns false when the transitions between them do not increase.
-bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) {
+bool fill_slots(const zone_state &zone, int first, int last, slot_range &slots) {
+    zone_index &index = zone.index;
     const std::int64_t *const times = zone.transition_times;
     if (times[last] <= times[first])
         return false;
@@ -46,8 +46,7 @@ bool fill_slots(const zone_state &zone, int first, int last, zone_index &index) 
     int shift = 0;
     while ((span >> shift) >= zone_index_slots)
         ++shift;
-    index.begin = begin;
-    index.span = span;
+    slots = {begin, span};
     index.shift = shift;
 
     // Few transitions lie more than four slots apart: each one marks so many
@@ -95,9 +94,9 @@ std::int64_t find_repetition(const zone_state &zone) {
 }
 
 /// The last transition to have a slot.
-int find_last_indexed(const zone_state &zone) {
+int find_last_indexed(const zone_state &zone, std::int64_t repeats_after) {
     const std::int64_t *const end = zone.transition_times + zone.transition_count;
-    const std::int64_t latest = std::min(latest_indexed_time - 1, zone.index.repeats_after);
+    const std::int64_t latest = std::min(latest_indexed_time - 1, repeats_after);
     const std::int64_t *const later = std::upper_bound(zone.transition_times, end, latest);
     return static_cast<int>(std::min(later, end - 1) - zone.transition_times);
 }
@@ -126,34 +125,62 @@ bool has_plain_repetitions(const zone_state &zone) {
                               first + seconds_per_400_years <= last));
 }
 
-} // namespace
-
-void build_index(zone_state &zone) {
-    zone_index &index = zone.index;
+void build_index(const zone_state &zone) {
     const std::int64_t *const times = zone.transition_times;
     const int count = zone.transition_count;
-
-    find_offset_range(zone, index);
-    index.begin = 0;
-    index.span = 0;
-    index.shift = 0;
-    index.last = count > 0 ? times[count - 1] : 0;
-    index.repeats_after = find_repetition(zone);
+    std::int64_t repeats_after = find_repetition(zone);
 
     int first = 0;
     while (first < count - 1 && times[first] < earliest_slot)
         ++first;
-    const int last = count > 0 ? find_last_indexed(zone) : 0;
+    const int last = count > 0 ? find_last_indexed(zone, repeats_after) : 0;
     const bool has_slots =
         zone.leap_count == 0 && first < last && times[last] <= latest_indexed_time;
+    slot_range slots;
+    bool regular = false;
     if (has_slots)
-        index.regular = increase(times, 0, first) && fill_slots(zone, first, last, index) &&
-                        increase(times, last, find_last_to_check(zone));
+        regular = increase(times, 0, first) && fill_slots(zone, first, last, slots) &&
+                  increase(times, last, find_last_to_check(zone));
     else
-        index.regular = increase(times, 0, count - 1);
-    if (!index.regular || !has_plain_repetitions(zone)) {
-        index.regular = false;
-        index.span = 0;
-        index.repeats_after = end_of_table(zone);
+        regular = increase(times, 0, count - 1);
+    if (!regular || !has_plain_repetitions(zone)) {
+        regular = false;
+        slots = {};
+        repeats_after = end_of_table(zone);
     }
+
+    zone_index &index = zone.index;
+    index.regular = regular;
+    std::atomic_ref(index.repeats_after).store(repeats_after, std::memory_order_relaxed);
+    std::atomic_ref(index.begin).store(slots.begin, std::memory_order_relaxed);
+    std::atomic_ref(index.span).store(slots.span, std::memory_order_release);
+}
+
+} // namespace
+
+void make_ready(zone_state &zone) noexcept {
+    zone_index &index = zone.index;
+    index.lowest_offset = index.highest_offset = zone.types[0].utc_offset;
+    for (int i = 1; i < zone.type_count; ++i) {
+        index.lowest_offset = std::min(index.lowest_offset, zone.types[i].utc_offset);
+        index.highest_offset = std::max(index.highest_offset, zone.types[i].utc_offset);
+    }
+    const int count = zone.transition_count;
+    index.last = count > 0 ? zone.transition_times[count - 1] : 0;
+    index.begin = 0;
+    index.span = 0;
+    index.repeats_after = end_of_time;
+    index.progress = index_progress::not_begun;
+}
+
+table_order build_order(const zone_state &zone) noexcept {
+    const std::atomic_ref progress(zone.index.progress);
+    auto found = index_progress::not_begun;
+    if (progress.compare_exchange_strong(found, index_progress::begun, std::memory_order_acquire)) {
+        build_index(zone);
+        progress.store(index_progress::done, std::memory_order_release);
+        return order_of(zone);
+    }
+    // Another thread is at it, or was just now: plain searches find the same.
+    return {.regular = false, .repeats_after = end_of_table(zone)};
 }

@@ -1,7 +1,29 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #pragma once
 
+#include <atomic>
+
 #include "tz/zone_state.h"
 
-/// Builds the index of a record that is otherwise complete.
-void build_index(zone_state &zone);
+/// Makes a record that is otherwise complete ready for use.  Its index is built at its
+/// first look-up.
+void make_ready(zone_state &zone) noexcept;
+
+/// How far a zone's table can be relied on.
+struct table_order {
+    bool regular;               ///< see zone_index
+    std::int64_t repeats_after; ///< see zone_index
+};
+
+/// Builds the index, or does without it while another thread does.
+table_order build_order(const zone_state &zone) noexcept;
+
+/// Builds the index if there is none yet.  While another thread does, nothing is taken
+/// for granted.  Safe on any thread.
+inline table_order order_of(const zone_state &zone) noexcept {
+    const zone_index &index = zone.index;
+    const std::atomic_ref progress(zone.index.progress);
+    if (progress.load(std::memory_order_acquire) == index_progress::done) [[likely]]
+        return {index.regular, index.repeats_after};
+    return build_order(zone);
+}

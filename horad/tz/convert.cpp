@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <limits>
 
+#include "tz/build_index.h"
 #include "tz/calendar.h"
 #include "tz/transitions.h"
 
@@ -109,8 +110,9 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 /// Local time of what the straight path does not serve.
 [[gnu::noinline]] std::tm *to_uncommon_local(const zone_state &zone, std::int64_t time,
                                              std::tm &result) {
-    if (time > zone.index.repeats_after)
-        return to_folded_time(zone, time, -cycles_back(time, zone.index.repeats_after), result);
+    const std::int64_t repeats_after = order_of(zone).repeats_after;
+    if (time > repeats_after)
+        return to_folded_time(zone, time, -cycles_back(time, repeats_after), result);
     if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0])
         return to_folded_time(zone, time, cycles_back(zone.transition_times[0], time), result);
     const zone_type &type = type_after(zone, transitions_passed(zone, time));
@@ -135,11 +137,12 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 
 /// Where a zone repeats: the same, some cycles earlier.
 [[gnu::noinline]] std::tm *to_repeated_local(const zone_state &zone, std::int64_t time,
-                                             std::tm &result) {
-    const std::int64_t cycles = cycles_back(time, zone.index.repeats_after);
+                                             std::int64_t repeats_after, std::tm &result) {
+    const std::int64_t cycles = cycles_back(time, repeats_after);
     const std::int64_t moved = move_by_cycles(time, -cycles);
+    const std::uint64_t span = index_span(zone);
     const std::uint64_t position = index_position(zone, moved);
-    if (time >= latest_indexed_time || position >= zone.index.span) [[unlikely]]
+    if (time >= latest_indexed_time || position >= span) [[unlikely]]
         return to_uncommon_local(zone, time, result);
     return to_local_in_span(zone, time, moved, static_cast<int>(cycles) * 400, position, result);
 }
@@ -176,9 +179,12 @@ bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone, 
 }
 
 std::tm *to_local(const zone_state &zone, std::int64_t time, std::tm &result) {
+    const std::uint64_t span = index_span(zone);
     const std::uint64_t position = index_position(zone, time);
-    if (position >= zone.index.span) [[unlikely]]
-        return time > zone.index.repeats_after ? to_repeated_local(zone, time, result)
-                                               : to_uncommon_local(zone, time, result);
+    if (position >= span) [[unlikely]] {
+        const std::int64_t repeats_after = repetition_limit(zone);
+        return time > repeats_after ? to_repeated_local(zone, time, repeats_after, result)
+                                    : to_uncommon_local(zone, time, result);
+    }
     return to_local_in_span(zone, time, time, 0, position, result);
 }

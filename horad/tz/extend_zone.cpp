@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tz/calendar.h"
+#include "tz/transition_runs.h"
 
 namespace {
 
@@ -53,43 +54,80 @@ void drop_repeats_at_end(zone_data &zone) {
         --count;
 }
 
-/// Where in the footer's transitions those later than the file's last begin: the
-/// first in the order of the table, whatever follows.
-int find_later(const zone_data &footer, bool of_rules, const zone_data &zone) {
+/// The transitions that a footer brings, by number.  Of rules the footer's zone holds
+/// one cycle, and they go on until a table is full.
+struct footer_transitions {
+    const zone_data &footer;
+    int cycle;
+    int count;
+
+    footer_transitions(const zone_data &of, const rule_transitions &rules)
+        : footer(of), cycle(of.transition_count),
+          count(rules.per_cycle > 0 ? ZONE_MAX_TIMES : of.transition_count) {}
+
+    [[nodiscard]] std::int64_t time(int i) const {
+        return footer.transition_times[i % cycle] + i / cycle * seconds_per_400_years;
+    }
+
+    /// Near the first that is later than a time, and not after it.
+    [[nodiscard]] int before_later(std::int64_t time) const {
+        const std::int64_t *const times = footer.transition_times;
+        // Whatever leap seconds will do to them.
+        const std::int64_t earliest = add_saturated(time, -ZONE_MAX_LEAPS);
+        if (count == cycle || earliest < times[0])
+            return 0;
+        // The distance may be longer than a signed number can tell.
+        const auto cycles = static_cast<std::int64_t>(
+            (static_cast<std::uint64_t>(earliest) - static_cast<std::uint64_t>(times[0])) /
+            seconds_per_400_years);
+        const std::int64_t *const near =
+            std::upper_bound(times, times + cycle, earliest - cycles * seconds_per_400_years);
+        const std::int64_t first = cycles * cycle + (near - times) - rule_disorder;
+        return static_cast<int>(std::clamp<std::int64_t>(first, 0, count));
+    }
+};
+
+/// The first of them later than the file's last, in the order of the table, whatever
+/// follows.
+int find_later(const footer_transitions &added, const zone_data &zone) {
     if (zone.transition_count == 0)
         return 0;
     const std::int64_t last = zone.transition_times[zone.transition_count - 1];
-    const std::int64_t *const times = footer.transition_times;
-    const int count = footer.transition_count;
-    int first = 0;
-    if (of_rules) {
-        first = static_cast<int>(std::upper_bound(times, times + count, last) - times);
-        first = std::max(first - rule_disorder, 0);
-    }
-    while (first < count && times[first] <= last)
+    const auto is_later = [&](int i) {
+        const std::int64_t time = added.time(i);
+        return add_saturated(time, leap_correction(zone, time)) > last;
+    };
+    int first = added.before_later(last);
+    while (first < added.count && !is_later(first))
         ++first;
     return first;
 }
 
-/// Appends the footer's transitions from `first` on.
-void append_transitions(const zone_data &footer, int first, zone_data &zone) {
-    const int count = zone.transition_count;
-    const int added = std::min(footer.transition_count - first, ZONE_MAX_TIMES - count);
-    std::copy_n(footer.transition_times + first, added, zone.transition_times + count);
+/// Appends them from `first` on.
+void append_transitions(const footer_transitions &added, int first, zone_data &zone) {
     const int first_type = zone.type_count;
-    for (int i = 0; i < added; ++i)
-        zone.transition_types[count + i] =
-            static_cast<unsigned char>(first_type + footer.transition_types[first + i]);
-    zone.transition_count = count + added;
+    int to = zone.transition_count;
+    const int end = std::min(to + added.count - first, ZONE_MAX_TIMES);
+    // A cycle at a time.
+    while (to < end) {
+        const int from = first % added.cycle;
+        const int part = std::min(added.cycle - from, end - to);
+        copy_run({added.footer, from, part}, first / added.cycle * seconds_per_400_years,
+                 first_type, zone, to);
+        to += part;
+        first += part;
+    }
+    zone.transition_count = to;
 }
 
 /// Rules are given without leap seconds, the file's transitions with them.
-void count_leap_seconds(const zone_data &zone, zone_data &footer) {
+void count_leap_seconds(int first, zone_data &zone) {
     if (zone.leap_count == 0)
         return;
-    for (int i = 0; i < footer.transition_count; ++i)
-        footer.transition_times[i] = add_saturated(
-            footer.transition_times[i], leap_correction(zone, footer.transition_times[i]));
+    for (int i = first; i < zone.transition_count; ++i) {
+        std::int64_t &time = zone.transition_times[i];
+        time = add_saturated(time, leap_correction(zone, time));
+    }
 }
 
 bool are_equivalent(const zone_data &zone, int a, int b) {
@@ -157,9 +195,12 @@ rule_transitions extend_zone(zone_data &footer, const rule_transitions &rules, z
     if (zone.type_count > most_types || !merge_abbreviations(footer, zone))
         return no_rules(zone);
     drop_repeats_at_end(zone);
-    count_leap_seconds(zone, footer);
     const int from = zone.transition_count;
-    append_transitions(footer, find_later(footer, rules.per_cycle > 0, zone), zone);
+    if (footer.transition_count > 0) {
+        const footer_transitions added(footer, rules);
+        append_transitions(added, find_later(added, zone), zone);
+        count_leap_seconds(from, zone);
+    }
     for (int i = 0; i < footer.type_count; ++i)
         zone.types[zone.type_count++] = footer.types[i];
     return {.from = from, .per_cycle = rules.per_cycle};

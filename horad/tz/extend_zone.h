@@ -13,7 +13,7 @@ inline rule_transitions no_rules(const zone_data &zone) {
 
 /// Appends a footer's zone to a file's.  What does not fit changes nothing.
 ///
-/// footer  scratch afterwards
+/// footer  as build_zone() makes it; scratch afterwards
 /// rules   of which kind its transitions are
 ///
 /// Returns which of the record's transitions the footer brought.

@@ -10,6 +10,7 @@
 #include <limits>
 #include <optional>
 
+#include "tz/build_index.h"
 #include "tz/calendar.h"
 #include "tz/convert.h"
 #include "tz/transitions.h"
@@ -95,15 +96,16 @@ struct instant {
 /// local clock), where all instants that could be lie within one period of one
 /// offset.  Nothing is known otherwise.
 std::optional<instant> only_instant(const zone_state &zone, std::int64_t local) {
-    const zone_index &index = zone.index;
-    std::int64_t earliest = local - index.highest_offset;
-    std::int64_t latest = local - index.lowest_offset;
+    std::int64_t earliest = local - zone.index.highest_offset;
+    std::int64_t latest = local - zone.index.lowest_offset;
     std::int64_t folded = 0;
-    if (index_position(zone, earliest) >= index.span) [[unlikely]] {
-        if (zone.leap_count > 0 || !index.regular ||
+    const std::uint64_t span = index_span(zone);
+    if (index_position(zone, earliest) >= span) [[unlikely]] {
+        const table_order order = order_of(zone);
+        if (zone.leap_count > 0 || !order.regular ||
             (zone.go_back && earliest <= zone.transition_times[0]))
             return std::nullopt;
-        if (const std::int64_t after = index.repeats_after; latest > after) {
+        if (const std::int64_t after = order.repeats_after; latest > after) {
             // Into the cycle before, clear of both its ends.
             if (earliest <= after)
                 return std::nullopt;

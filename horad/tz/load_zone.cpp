@@ -99,6 +99,7 @@ bool parse_tz_string(const char *text, zone_state *state, bool last_ditch) {
     if (!rules_loaded)
         state->leap_count = 0;
     state->rules = build_zone(description, rules_loaded, *state);
+    repeat_rules(state->rules, *state);
     return true;
 }
 
@@ -120,7 +121,7 @@ void scrub_abbreviations(zone_state *state) {
 void load_utc(zone_state *state) {
     if (load_zone("GMT", state, true) != 0)
         parse_tz_string("GMT", state, true);
-    build_index(*state);
+    make_ready(*state);
 }
 
 int init_zone(zone_state *state, const char *name) {
@@ -131,7 +132,7 @@ int init_zone(zone_state *state, const char *name) {
         std::memcpy(state->abbreviations, "GMT", sizeof "GMT");
         state->default_type = 0;
         state->rules = {};
-        build_index(*state);
+        make_ready(*state);
         return 0;
     }
     int error = load_zone(name, state, true);
@@ -139,7 +140,7 @@ int init_zone(zone_state *state, const char *name) {
         error = 0;
     if (error == 0) {
         scrub_abbreviations(state);
-        build_index(*state);
+        make_ready(*state);
     }
     return error;
 }

@@ -19,7 +19,7 @@ int load_zone(const char *name, zone_state *state, bool extend);
 /// The same from a file's bytes (at most zone_file_limit are looked at).
 int load_zone_bytes(std::span<const unsigned char> file, zone_state *state, bool extend);
 
-/// Fills `state` from a TZ string.  Its index is not built.  Reads the rules file,
+/// Fills `state` from a TZ string.  It is not made ready.  Reads the rules file,
 /// /usr/share/zoneinfo/posixrules, for its leap seconds and, where the string has no
 /// rules, its transitions.
 ///

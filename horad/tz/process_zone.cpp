@@ -2,7 +2,6 @@
 #include "tz/process_zone.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -11,6 +10,7 @@
 #include "frr_module.h"
 #include "tz/build_index.h"
 #include "tz/load_zone.h"
+#include "tz/tz_variable.h"
 
 namespace {
 
@@ -178,7 +178,7 @@ void reduce_to_utc(zone_state &zone) {
     zone.default_type = 0;
     zone.go_back = zone.go_ahead = false;
     zone.rules = {};
-    build_index(zone);
+    make_ready(zone);
 }
 
 constinit zone_state loaded_utc{};
@@ -196,11 +196,10 @@ void load_utc_once() {
 
 const zone_state &local_zone() {
     const process_zone &zone = current_zone();
-    return zone.set_from == uncached ? refresh_local_zone() : zone.state;
+    return zone.set_from == uncached ? refresh_local_zone(find_tz()) : zone.state;
 }
 
-const zone_state &refresh_local_zone() {
-    const char *tz = std::getenv("TZ"); // NOLINT(concurrency-mt-unsafe)
+const zone_state &refresh_local_zone(const char *tz) {
     const process_zone &zone = current_zone();
     if (is_up_to_date(zone, tz))
         return zone.state;
@@ -212,7 +211,7 @@ const zone_state &refresh_local_zone() {
 
 const zone_state &reload_default_zone() {
     const mutex_guard lock(refreshing);
-    const char *tz = std::getenv("TZ"); // NOLINT(concurrency-mt-unsafe)
+    const char *tz = find_tz();
     if (tz == nullptr || !is_up_to_date(current_zone(), tz))
         load_anew(tz);
     return current_zone().state;

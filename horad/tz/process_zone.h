@@ -21,7 +21,9 @@ const zone_state &local_zone();
 /// The same, but loads the zone anew if TZ has changed, and sets tzname, timezone
 /// and daylight when it did.  Safe beside local_zone(); the three variables and TZ
 /// itself are for one thread at a time.
-const zone_state &refresh_local_zone();
+///
+/// tz  the value of TZ, null when it is unset
+const zone_state &refresh_local_zone(const char *tz);
 
 /// The same, but an unset TZ is taken for a changed one: the file that stands for it was
 /// replaced.

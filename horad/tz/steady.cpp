@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "tz/build_index.h"
 #include "tz/calendar.h"
 #include "tz/transitions.h"
 
@@ -45,8 +46,9 @@ std::int64_t steady_when_moved(const zone_state &zone, std::int64_t time, std::i
 }
 
 /// Where years fit.
-std::int64_t steady_within_years(const zone_state &zone, std::int64_t time) {
-    const std::int64_t after = zone.index.repeats_after;
+///
+/// after  what is later was 400 years before
+std::int64_t steady_within_years(const zone_state &zone, std::int64_t after, std::int64_t time) {
     if (time > after) {
         const std::int64_t cycles = cycles_back(time, after);
         return std::min(steady_when_moved(zone, time, -cycles), move_by_cycles(after, cycles));
@@ -67,7 +69,10 @@ std::int64_t steady_until(const zone_state &zone, std::int64_t time) {
         return first_time - largest_shift;
     if (time > end_of_times + largest_shift)
         return limits::max();
-    if (time < surely_in || time >= surely_still_in || !zone.index.regular)
+    if (time < surely_in || time >= surely_still_in)
         return time;
-    return std::min(steady_within_years(zone, time), surely_still_in);
+    const table_order order = order_of(zone);
+    if (!order.regular)
+        return time;
+    return std::min(steady_within_years(zone, order.repeats_after, time), surely_still_in);
 }

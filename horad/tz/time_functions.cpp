@@ -12,6 +12,7 @@
 #include "tz/find_time.h"
 #include "tz/load_zone.h"
 #include "tz/process_zone.h"
+#include "tz/tz_variable.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ std::tm *to_utc(const zone_state &utc, std::int64_t time, std::tm *result) {
 
 } // namespace
 
-void tzset(void) noexcept { refresh_local_zone(); }
+void tzset(void) noexcept { refresh_local_zone(find_tz()); }
 
 timezone_t tzalloc(const char *name) noexcept {
     auto *zone = static_cast<zone_state *>(qmalloc(MTYPE_NTP_CLIENT, sizeof(zone_state)));
@@ -66,7 +67,7 @@ time_t mktime_z(const_timezone_t zone, std::tm *tm) noexcept {
 }
 
 std::tm *localtime(const time_t *time) noexcept {
-    std::tm *local = to_local(refresh_local_zone(), *time, shared_result);
+    std::tm *local = to_local(refresh_local_zone(recall_tz()), *time, shared_result);
     if (local != nullptr)
         publish_kind(*local);
     return local;
@@ -95,7 +96,7 @@ char *ctime_r(const time_t *time, char *buffer) noexcept {
 }
 
 time_t mktime(std::tm *tm) noexcept {
-    const zone_state &zone = refresh_local_zone();
+    const zone_state &zone = refresh_local_zone(recall_tz());
     if (tm == nullptr) {
         errno = EINVAL;
         return -1;

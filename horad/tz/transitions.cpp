@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "tz/build_index.h"
+
 namespace {
 
 /// Written out, since it must also end for unordered transitions, of which the
@@ -25,10 +27,11 @@ int search_all(const zone_state &zone, std::int64_t time) {
 } // namespace
 
 int transitions_passed(const zone_state &zone, std::int64_t time) {
+    const std::uint64_t span = index_span(zone);
     const std::uint64_t position = index_position(zone, time);
-    if (position >= zone.index.span)
-        return zone.index.regular && time >= zone.index.last ? zone.transition_count
-                                                             : search_all(zone, time);
+    if (position >= span)
+        return order_of(zone).regular && time >= zone.index.last ? zone.transition_count
+                                                                 : search_all(zone, time);
     const std::uint16_t *slot = index_slot(zone, position);
     if (!is_crowded(slot))
         return transitions_passed_in_slot(zone, time, slot);

@@ -4,10 +4,11 @@
 #include "tz/tz_string.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <limits>
 
 #include "tz/calendar.h"
+#include "tz/transition_runs.h"
 
 namespace {
 
@@ -18,34 +19,51 @@ constexpr zone_rule default_end{zone_rule_kind::month_week_weekday, 0, 1, 11, 2 
 /// Rules begin 200 years before 1970.
 constexpr int first_rule_year = 1770;
 
-/// When a rule says that its change takes place in a year of a kind.
-///
-/// leap           whether it is a leap year
-/// first_weekday  weekday of 1 January, 0 = Sunday
-std::int64_t rule_in_year(bool leap, int first_weekday, const zone_rule &rule,
-                          std::int64_t offset) {
+/// Years are of fourteen kinds: by the weekday of 1 January, and 7 more for leap years.
+constexpr std::size_t year_kinds = 14;
+
+constexpr std::size_t kind_of_year(bool leap, int first_weekday) {
+    return static_cast<std::size_t>(first_weekday + (leap ? 7 : 0));
+}
+
+/// The day that a rule of a week's day says, for each weekday that 1 January can be.
+/// Days are counted from there.
+std::array<int, 7> days_of_weekday_rule(const zone_rule &rule, bool leap) {
+    const int month = rule.month - 1;
+    const int month_start = days_before_month(leap, month);
     // 2000 and 2001 stand for all leap and all other years.
-    const int year = leap ? 2000 : 2001;
-    std::int64_t days = 0;
-    switch (rule.kind) {
-    case zone_rule_kind::julian_day:
-        days = rule.day - 1 + (leap && rule.day >= 60);
-        break;
-    case zone_rule_kind::day_of_year:
-        days = rule.day;
-        break;
-    case zone_rule_kind::month_week_weekday: {
-        const int month = rule.month - 1;
-        const int month_start = days_before_month(leap, month);
-        const int weekday = (first_weekday + month_start) % 7;
-        int day = (rule.day - weekday + 7) % 7; // the first such weekday, 0 = the 1st
-        for (int week = 1; week < rule.week && day + 7 < month_length(year, month); ++week)
+    const int month_end = month_start + month_length(leap ? 2000 : 2001, month);
+    std::array<int, 7> days;
+    for (int first_weekday = 0; first_weekday < 7; ++first_weekday) {
+        int day = month_start + (rule.day + 7 - (first_weekday + month_start) % 7) % 7;
+        for (int week = 1; week < rule.week && day + 7 < month_end; ++week)
             day += 7;
-        days = month_start + day;
-        break;
+        days[static_cast<std::size_t>(first_weekday)] = day;
     }
-    }
-    return days * seconds_per_day + rule.time + offset;
+    return days;
+}
+
+/// The same for any rule.
+std::array<int, 7> days_of_rule(const zone_rule &rule, bool leap) {
+    if (rule.kind == zone_rule_kind::month_week_weekday)
+        return days_of_weekday_rule(rule, leap);
+    std::array<int, 7> days;
+    days.fill(rule.kind == zone_rule_kind::day_of_year ? rule.day
+                                                       : rule.day - 1 + (leap && rule.day >= 60));
+    return days;
+}
+
+/// When a rule's change takes place in a year of each kind: seconds from its start, UTC.
+using moments_by_kind = std::array<std::int64_t, year_kinds>;
+
+/// offset  seconds west of UT in force before the change
+moments_by_kind find_moments(const zone_rule &rule, std::int64_t offset) {
+    moments_by_kind moments;
+    std::size_t kind = 0;
+    for (const bool leap : {false, true})
+        for (const int day : days_of_rule(rule, leap))
+            moments[kind++] = day * seconds_per_day + rule.time + offset;
+    return moments;
 }
 
 zone_type make_type(std::int64_t offset_west, bool is_dst, int abbr_index) {
@@ -56,71 +74,93 @@ zone_type make_type(std::int64_t offset_west, bool is_dst, int abbr_index) {
 struct year_changes {
     std::int64_t first;
     std::int64_t second;
-    bool to_daylight; ///< what the first change leads to; the second leads back
-    bool exist;       ///< false: daylight-saving time lasts all year
+    unsigned char types[2]; ///< what they lead to: 1 is daylight-saving time
+    int count;              ///< 2, or 0 when daylight-saving time lasts all year
 };
 
-year_changes find_changes(const tz_description &description, const zone_rule &start_rule,
-                          const zone_rule &end_rule, bool leap, int first_weekday) {
-    const std::int64_t standard = description.standard_offset;
-    const std::int64_t daylight = description.daylight_offset;
-    const std::int64_t start = rule_in_year(leap, first_weekday, start_rule, standard);
-    const std::int64_t end = rule_in_year(leap, first_weekday, end_rule, daylight);
+/// start, end  of daylight-saving time
+/// longest     less than this, it does not last all year
+year_changes order_changes(std::int64_t start, std::int64_t end, std::int64_t longest) {
     if (end < start) // the southern hemisphere
-        return {end, start, false, true};
-    const std::int64_t longest = (leap ? 366 : 365) * seconds_per_day + (standard - daylight);
-    return {start, end, true, start < end && end - start < longest};
+        return {end, start, {0, 1}, 2};
+    return {start, end, {1, 0}, start < end && end - start < longest ? 2 : 0};
 }
 
-/// Adds the changes of 400 years.  Types 0 and 1 are standard and daylight time.
-void add_one_cycle(const tz_description &description, const zone_rule &start_rule,
-                   const zone_rule &end_rule, zone_data &zone) {
-    // Every year is of one of fourteen kinds.
-    year_changes kinds[2][7];
-    for (int leap = 0; leap < 2; ++leap)
-        for (int weekday = 0; weekday < 7; ++weekday)
-            kinds[leap][weekday] =
-                find_changes(description, start_rule, end_rule, leap != 0, weekday);
+/// A year of the 400 that rules are worked out for.
+struct rule_year {
+    std::int32_t start; ///< days since 1970-01-01
+    std::uint8_t kind;  ///< see kind_of_year()
+    std::uint8_t alike; ///< so many years, this being the first, are like those 28 before
+};
 
-    std::int64_t year_days = days_from_date(first_rule_year, 0, 1);
-    int weekday = weekday_from_days(year_days);
-    int count = 0;
-    for (int year = first_rule_year; year < first_rule_year + 400; ++year) {
-        const int leap = is_leap_year(year);
-        const year_changes &changes = kinds[leap][weekday];
-        if (changes.exist) {
-            zone.transition_times[count] = year_days * seconds_per_day + changes.first;
-            zone.transition_types[count] = changes.to_daylight;
-            ++count;
-            zone.transition_times[count] = year_days * seconds_per_day + changes.second;
-            zone.transition_types[count] = !changes.to_daylight;
-            ++count;
-        }
-        year_days += 365 + leap;
-        weekday += 1 + leap;
-        weekday -= weekday >= 7 ? 7 : 0;
+constexpr int days_per_28_years = 28 * 365 + 7;
+
+constexpr std::array<rule_year, 400> list_rule_years() {
+    std::array<rule_year, 400> years{};
+    for (std::size_t i = 0; i < years.size(); ++i) {
+        const std::int64_t year = first_rule_year + static_cast<std::int64_t>(i);
+        const std::int64_t start = days_from_date(year, 0, 1);
+        years[i].start = static_cast<std::int32_t>(start);
+        years[i].kind =
+            static_cast<std::uint8_t>(kind_of_year(is_leap_year(year), weekday_from_days(start)));
     }
-    zone.transition_count = count;
+    // From the end, so that each year knows what follows.
+    for (std::size_t i = years.size() - 1; i >= 28; --i)
+        if (years[i].kind == years[i - 28].kind &&
+            years[i].start == years[i - 28].start + days_per_28_years) {
+            const int following = i + 1 < years.size() ? years[i + 1].alike : 0;
+            years[i].alike = static_cast<std::uint8_t>(std::min(following + 1, 28));
+        }
+    return years;
+}
+constexpr std::array<rule_year, 400> rule_years = list_rule_years();
+
+/// Makes the changes of 400 years the zone's transitions.  Types 0 and 1 are standard
+/// and daylight time.
+void make_one_cycle(const tz_description &description, const zone_rule &start_rule,
+                    const zone_rule &end_rule, zone_data &zone) {
+    const moments_by_kind starts = find_moments(start_rule, description.standard_offset);
+    const moments_by_kind ends = find_moments(end_rule, description.daylight_offset);
+    std::array<year_changes, year_kinds> kinds;
+    bool every_year = true;
+    for (std::size_t kind = 0; kind < year_kinds; ++kind) {
+        const std::int64_t longest = (kind < 7 ? 365 : 366) * seconds_per_day +
+                                     description.standard_offset - description.daylight_offset;
+        kinds[kind] = order_changes(starts[kind], ends[kind], longest);
+        every_year &= kinds[kind].count > 0;
+    }
+
+    int &count = zone.transition_count = 0;
+    for (std::size_t i = 0; i < rule_years.size();) {
+        const rule_year &year = rule_years[i];
+        if (every_year && year.alike > 0) {
+            const int changes = 2 * year.alike;
+            copy_run({zone, count - 2 * 28, changes}, days_per_28_years * seconds_per_day, 0, zone,
+                     count);
+            count += changes;
+            i += year.alike;
+            continue;
+        }
+        const year_changes &changes = kinds[year.kind];
+        const std::int64_t start = year.start * seconds_per_day;
+        // Also where there are none: the next year's take their place.
+        zone.transition_times[count] = start + changes.first;
+        zone.transition_times[count + 1] = start + changes.second;
+        std::memcpy(zone.transition_types + count, changes.types, sizeof changes.types);
+        count += changes.count;
+        ++i;
+    }
 }
 
-/// Fills the table with a pair of rules: what 400 years have brought, the next
-/// ones bring again.  Returns how many transitions 400 years have.
-int add_rule_transitions(const tz_description &description, const zone_rule &start_rule,
-                         const zone_rule &end_rule, zone_data &zone) {
-    add_one_cycle(description, start_rule, end_rule, zone);
-    const int cycle = zone.transition_count;
-    if (cycle == 0) { // perpetual daylight-saving time
+/// The same for a zone that may be without any.  Returns how many there are.
+int make_rule_transitions(const tz_description &description, const zone_rule &start_rule,
+                          const zone_rule &end_rule, zone_data &zone) {
+    make_one_cycle(description, start_rule, end_rule, zone);
+    if (zone.transition_count == 0) { // perpetual daylight-saving time
         zone.types[0] = zone.types[1];
         zone.type_count = 1;
-        return 0;
     }
-    for (int i = cycle; i < ZONE_MAX_TIMES; ++i)
-        zone.transition_times[i] = zone.transition_times[i - cycle] + seconds_per_400_years;
-    for (int i = cycle; i < ZONE_MAX_TIMES; ++i)
-        zone.transition_types[i] = zone.transition_types[i - cycle];
-    zone.transition_count = ZONE_MAX_TIMES;
-    zone.go_back = zone.go_ahead = true;
-    return cycle;
+    return zone.transition_count;
 }
 
 /// Moves the rules file's transitions to another standard time.  They are never
@@ -152,8 +192,9 @@ void rebase_rules_file(std::int64_t standard_offset, zone_data &zone) {
 } // namespace
 
 std::int64_t rule_to_seconds(int year, const zone_rule &rule, std::int64_t offset) {
-    return rule_in_year(is_leap_year(year), weekday_from_days(days_from_date(year, 0, 1)), rule,
-                        offset);
+    const bool leap = is_leap_year(year);
+    const int first_weekday = weekday_from_days(days_from_date(year, 0, 1));
+    return find_moments(rule, offset)[kind_of_year(leap, first_weekday)];
 }
 
 rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone) {
@@ -177,8 +218,20 @@ rule_transitions build_zone(const tz_description &description, bool rules_loaded
     zone.types[1] = make_type(description.daylight_offset, true, daylight_name);
     int per_cycle = 0;
     if (description.has_rules)
-        per_cycle = add_rule_transitions(description, description.start, description.end, zone);
+        per_cycle = make_rule_transitions(description, description.start, description.end, zone);
     else if (!rules_loaded)
-        per_cycle = add_rule_transitions(description, default_start, default_end, zone);
+        per_cycle = make_rule_transitions(description, default_start, default_end, zone);
     return {.from = 0, .per_cycle = per_cycle};
+}
+
+void repeat_rules(const rule_transitions &rules, zone_data &zone) {
+    const int cycle = rules.per_cycle;
+    if (cycle == 0)
+        return;
+    for (int done = cycle; done < ZONE_MAX_TIMES; done += cycle) {
+        const int count = std::min(cycle, ZONE_MAX_TIMES - done);
+        copy_run({zone, done - cycle, count}, seconds_per_400_years, 0, zone, done);
+    }
+    zone.transition_count = ZONE_MAX_TIMES;
+    zone.go_back = zone.go_ahead = true;
 }

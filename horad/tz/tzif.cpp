@@ -8,6 +8,7 @@
 #include <endian.h>
 
 #include "tz/calendar.h"
+#include "tz/transition_runs.h"
 
 namespace {
 
@@ -72,25 +73,51 @@ std::size_t block_size(const block_counts &counts, std::size_t width) {
            counts.chars + counts.leaps * (width + 4) + counts.std_indicators + counts.ut_indicators;
 }
 
-bool read_transitions(block_reader &reader, std::size_t count, std::size_t width, zone_data &zone) {
-    const unsigned char *from = reader.take(count * width);
-    const unsigned char *types = reader.take(count);
+/// Drops, of two transitions at the same time, the earlier one.  False when times go back.
+bool drop_replaced(zone_data &zone) {
     std::int64_t *const times = zone.transition_times;
     int kept = 0;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::int64_t time = read_number(from + i * width, width);
-        if (kept > 0 && time <= times[kept - 1]) {
-            if (time < times[kept - 1])
+    for (int i = 0; i < zone.transition_count; ++i) {
+        if (kept > 0 && times[i] <= times[kept - 1]) {
+            if (times[i] < times[kept - 1])
                 return false;
-            --kept; // of two at the same time the later one counts
+            --kept;
         }
-        times[kept] = time;
-        zone.transition_types[kept] = types[i];
+        times[kept] = times[i];
+        zone.transition_types[kept] = zone.transition_types[i];
         ++kept;
     }
     zone.transition_count = kept;
-    return std::all_of(zone.transition_types, zone.transition_types + kept,
-                       [&](unsigned char type) { return type < zone.type_count; });
+    return true;
+}
+
+/// Returns whether they increase.
+///
+/// width  bytes of a time, for the compiler to know
+template <std::size_t width>
+bool read_times(const unsigned char *bytes, std::size_t count, std::int64_t *times) {
+    if (count == 0)
+        return true;
+    std::int64_t last = times[0] = read_number(bytes, width);
+    bool increase = true;
+#pragma GCC unroll 4
+    for (std::size_t i = 1; i < count; ++i) {
+        const std::int64_t time = read_number(bytes + i * width, width);
+        increase &= last < time;
+        times[i] = last = time;
+    }
+    return increase;
+}
+
+bool read_transitions(block_reader &reader, std::size_t count, std::size_t width, zone_data &zone) {
+    const unsigned char *bytes = reader.take(count * width);
+    const bool increase = width == 4 ? read_times<4>(bytes, count, zone.transition_times)
+                                     : read_times<8>(bytes, count, zone.transition_times);
+    std::memcpy(zone.transition_types, reader.take(count), count);
+    zone.transition_count = static_cast<int>(count);
+    if (!increase && !drop_replaced(zone))
+        return false;
+    return have_types_below(zone.type_count, zone);
 }
 
 bool read_types(block_reader &reader, zone_data &zone) {

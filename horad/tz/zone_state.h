@@ -51,9 +51,9 @@ struct zone_data {
 struct zone_state : zone_data {
     rule_transitions rules; ///< set by whoever fills the record
 
-    /// Finds transitions quickly.  Derived from the above by build_index(),
-    /// which whoever fills a record for use calls last.
-    zone_index index;
+    /// Finds transitions quickly.  Derived from the above by make_ready(), which whoever
+    /// fills a record calls last, and by the first look-up.
+    mutable zone_index index;
 };
 
 /// The type in force after `passed` transitions (0: before the first).

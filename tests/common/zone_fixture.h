@@ -37,7 +37,7 @@ inline std::unique_ptr<zone_state> make_zone(const tzif_file &file) {
     auto state = new_state();
     EXPECT_EQ(load(file, state.get()), 0);
     scrub_abbreviations(state.get());
-    build_index(*state);
+    make_ready(*state);
     return state;
 }
 inline std::unique_ptr<zone_state> make_zone(const tzif_block &block) {

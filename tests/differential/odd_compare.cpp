@@ -199,6 +199,9 @@ void compare_case(const odd_case &asked, dice &dice, odd_report &report, odd_cou
     // The zone of an empty name counts no types, but has one to convert with.
     if (!asked.tz.empty())
         compare_records(*engine, model, report);
+    // As if another thread were about to build the index and never came to its end.
+    if (dice.once_in(4))
+        engine->index.progress = index_progress::begun;
     compare_questions(engine.get(), model, dice, report, counts);
 }
 

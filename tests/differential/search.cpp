@@ -144,7 +144,7 @@ void compare_search_in_odd_zones(test_run &run) {
             run.fail("an odd zone is not loaded");
             continue;
         }
-        build_index(*zone);
+        make_ready(*zone);
         auto chosen = some_instants(run, *zone, 4);
         std::shuffle(chosen.begin(), chosen.end(), run.random);
         chosen.resize(std::min<std::size_t>(chosen.size(), 10));

@@ -24,7 +24,7 @@ const zone_state *odd_zone() {
     file.wide.changes = {{-1000000030, 1}, {0, 2}, {78796801, 1}, {1414274400, 0}};
     file.wide.leaps = {{78796800, 1}, {94694401, 2}, {126230402, 1}};
     require(load_zone_bytes(file.bytes(), &zone, true) == 0, "the zone is well-formed");
-    build_index(zone);
+    make_ready(zone);
     return &zone;
 }
 

@@ -30,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const std::uint64_t seed = std::accumulate(data, data + size, std::uint64_t{size});
     if (parse_tz_string(text.c_str(), &zone, false)) {
         check_record(zone);
-        build_index(zone);
+        make_ready(zone);
         check_conversions(zone, seed);
     }
     if (text.starts_with("GMT") && parse_tz_string(text.c_str(), &zone, true))

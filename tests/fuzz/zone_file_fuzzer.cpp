@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     scrub_abbreviations(&zone);
     check_record(zone);
     check_abbreviations(zone);
-    build_index(zone);
+    make_ready(zone);
     check_conversions(zone, std::accumulate(data, data + size, std::uint64_t{size}));
     return 0;
 }

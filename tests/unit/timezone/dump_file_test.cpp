@@ -161,7 +161,7 @@ TEST_F(DumpFile, WarnsOfOtherCharacters) {
     zone->type_count = 1;
     for (const char *name : {"A:", "ABC DEFGH", "AB\xc3\xa4"}) {
         std::strcpy(zone->abbreviations, name);
-        build_index(*zone);
+        make_ready(*zone);
         warn_again();
         EXPECT_EQ(complained_by([&] {
                       append_local_time({"Z", 0, zone.get()}, 0);
