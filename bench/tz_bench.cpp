@@ -212,6 +212,36 @@ void unchanged_tz(benchmark::State &state, void (*set)()) {
 void engine_tzset() { tzset(); }
 void c_library_tzset() { the_c_library().tzset(); }
 
+// ---- by their plain names -------------------------------------------------
+
+using localtime_function = struct tm *(*)(const time_t *);
+using mktime_function = time_t (*)(struct tm *);
+
+void plain_localtime(benchmark::State &state, localtime_function convert) {
+    setenv("TZ", zone_name, 1);
+    const sample instants = to_2037();
+    std::size_t i = 0;
+    for (auto _ : state) {
+        const time_t time = instants[i];
+        benchmark::DoNotOptimize(convert(&time)->tm_min);
+        i = (i + 1) % sample_size;
+    }
+}
+
+void plain_mktime(benchmark::State &state, mktime_function convert) {
+    setenv("TZ", zone_name, 1);
+    const engine zone(zone_name);
+    std::vector<struct tm> local;
+    for (const std::int64_t when : to_2037())
+        local.push_back(zone.split(when));
+    std::size_t i = 0;
+    for (auto _ : state) {
+        struct tm tm = local[i];
+        benchmark::DoNotOptimize(convert(&tm));
+        i = (i + 1) % sample_size;
+    }
+}
+
 // ---- registration ---------------------------------------------------------
 
 template <typename... Arguments>
@@ -239,6 +269,10 @@ void add_all() {
     add("forward_two_threads/engine", forward<engine>, to_2037)->Threads(2);
     add("forward_two_threads/c_library", forward<c_library_zone>, to_2037)->Threads(2);
     add("forward_two_threads/abseil", forward<abseil>, to_2037)->Threads(2);
+    add("plain_localtime/engine", plain_localtime, localtime);
+    add("plain_localtime/c_library", plain_localtime, the_c_library().localtime);
+    add("plain_mktime/engine", plain_mktime, mktime);
+    add("plain_mktime/c_library", plain_mktime, the_c_library().mktime);
     add("load_zone/engine", engine_alloc, zone_name, "Europe/Zurich");
     add("load_zone/c_library", changed_tz, c_library_tzset, zone_name, "Europe/Zurich");
     add("parse_string/engine", engine_alloc, first_rule, second_rule);

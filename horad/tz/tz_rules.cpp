@@ -23,7 +23,7 @@ constexpr int first_rule_year = 1770;
 constexpr std::size_t year_kinds = 14;
 
 constexpr std::size_t kind_of_year(bool leap, int first_weekday) {
-    return static_cast<std::size_t>(first_weekday + (leap ? 7 : 0));
+    return static_cast<std::size_t>(first_weekday) + (leap ? 7 : 0);
 }
 
 /// The day that a rule of a week's day says, for each weekday that 1 January can be.

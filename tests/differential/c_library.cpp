@@ -25,6 +25,7 @@ c_library open_library() {
     }
     c_library functions = {};
     find(library, "tzset", functions.tzset);
+    find(library, "localtime", functions.localtime);
     find(library, "localtime_r", functions.localtime_r);
     find(library, "gmtime_r", functions.gmtime_r);
     find(library, "mktime", functions.mktime);

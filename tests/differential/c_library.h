@@ -8,6 +8,7 @@
 
 struct c_library {
     void (*tzset)();
+    struct tm *(*localtime)(const time_t *);
     struct tm *(*localtime_r)(const time_t *, struct tm *);
     struct tm *(*gmtime_r)(const time_t *, struct tm *);
     time_t (*mktime)(struct tm *);
