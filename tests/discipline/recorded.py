@@ -50,7 +50,7 @@ def read(text):
 
 
 def recorded(cases):
-    """The file's text: commands, and behind "> " what they print."""
+    """The file's text: commands, and after "> " what they print."""
     lines = ["# SPDX-License-Identifier: GPL-2.0-or-later",
              "# Made by recorded.py, replayed by discipline_run."]
     for name, sequence in cases:
