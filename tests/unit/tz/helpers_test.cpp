@@ -3,6 +3,7 @@
 // The allocation helpers and scheck.
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -113,55 +114,53 @@ TEST(AllocationHelpers, NullIsFreed) {
     EXPECT_EQ(blocks_in_use(), before);
 }
 
-/// scheck's answer: the format itself, or an empty text.
-bool matches(const char *string, const char *format) {
-    const auto before = blocks_in_use();
-    const char *answer = scheck(string, format);
-    EXPECT_EQ(blocks_in_use(), before);
-    if (answer == format)
-        return true;
-    EXPECT_STREQ(answer, "");
-    return false;
-}
-
-TEST(Scheck, ACompleteMatch) {
-    EXPECT_TRUE(matches("12", "%d"));
-    EXPECT_TRUE(matches("12:30", "%d:%d"));
-    EXPECT_TRUE(matches("12 abc", "%ld %s"));
-    EXPECT_TRUE(matches("7", "%hd"));
-    EXPECT_TRUE(matches("50%", "%d%%"));
-    EXPECT_TRUE(matches("abc", "%[a-z]"));
-    EXPECT_TRUE(matches("plain", "plain"));
-}
-
-TEST(Scheck, SomethingLeftOver) {
-    EXPECT_FALSE(matches("12x", "%d"));
-    EXPECT_FALSE(matches("12 ", "%d"));
-    EXPECT_FALSE(matches("12:30:15", "%d:%d"));
-    EXPECT_FALSE(matches("7x", "%hd"));
-    EXPECT_FALSE(matches("50%x", "%d%%"));
-    EXPECT_FALSE(matches("abc1", "%[a-z]"));
-    EXPECT_FALSE(matches("plainer", "plain"));
-}
-
-TEST(Scheck, WidthsAndSetsAreKept) {
-    EXPECT_TRUE(matches("12", "%2d"));
-    EXPECT_FALSE(matches("123", "%2d"));
-    EXPECT_TRUE(matches("123", "%2d%d"));
-    EXPECT_TRUE(matches("abcd", "%4c"));
-    EXPECT_FALSE(matches("abcde", "%4c"));
-    EXPECT_TRUE(matches("a-b", "%[^ ]"));
-    EXPECT_FALSE(matches("a-b c", "%[^ ]"));
-    EXPECT_TRUE(matches("1234567890123456789", "%ld"));
-    EXPECT_TRUE(matches("12 13", "%*d %d")); // suppressed already
-    EXPECT_FALSE(matches("12 13x", "%*d %d"));
-}
-
-TEST(Scheck, AMismatchLeavesNothingOver) {
-    // Only a character behind a match counts, so these pass; kept as it is.
-    EXPECT_TRUE(matches("x", "%d"));
-    EXPECT_TRUE(matches("", "%d"));
-    EXPECT_TRUE(matches("", ""));
+TEST(Scheck, MatchesWholeStrings) {
+    const struct {
+        const char *string;
+        const char *format;
+        bool matches;
+    } cases[] = {
+        {"12", "%d", true},
+        {"12:30", "%d:%d", true},
+        {"12 abc", "%ld %s", true},
+        {"7", "%hd", true},
+        {"50%", "%d%%", true},
+        {"abc", "%[a-z]", true},
+        {"plain", "plain", true},
+        // Something is left over.
+        {"12x", "%d", false},
+        {"12 ", "%d", false},
+        {"12:30:15", "%d:%d", false},
+        {"7x", "%hd", false},
+        {"50%x", "%d%%", false},
+        {"abc1", "%[a-z]", false},
+        {"plainer", "plain", false},
+        // Widths and sets are kept.
+        {"12", "%2d", true},
+        {"123", "%2d", false},
+        {"123", "%2d%d", true},
+        {"abcd", "%4c", true},
+        {"abcde", "%4c", false},
+        {"a-b", "%[^ ]", true},
+        {"a-b c", "%[^ ]", false},
+        {"1234567890123456789", "%ld", true},
+        {"12 13", "%*d %d", true}, // suppressed already
+        {"12 13x", "%*d %d", false},
+        // Only a character after a match counts, so these pass; kept as it is.
+        {"x", "%d", true},
+        {"", "%d", true},
+        {"", "", true},
+    };
+    for (const auto &[string, format, matches] : cases) {
+        SCOPED_TRACE(std::string(string) + " by " + format);
+        const auto before = blocks_in_use();
+        const char *answer = scheck(string, format);
+        EXPECT_EQ(blocks_in_use(), before);
+        if (matches)
+            EXPECT_EQ(answer, format);
+        else
+            EXPECT_STREQ(answer, "");
+    }
 }
 
 TEST(Scheck, NullArguments) {
