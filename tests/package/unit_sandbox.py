@@ -17,6 +17,7 @@ import argparse
 import ctypes
 import errno
 import functools
+import importlib
 import mmap
 import os
 import re
@@ -87,8 +88,7 @@ class Sandbox:
     def enter(self) -> None:
         refuse_outside_the_lab()
         # What is loaded or run for the filter, before the folders change.
-        import seccomp
-
+        importlib.import_module("seccomp")
         call_groups()
 
         kernel.unshare(kernel.CLONE_NEWNS)

@@ -5,9 +5,9 @@ from __future__ import annotations
 import os
 import re
 import signal
-import socket
 import subprocess
 import time
+from typing import Any
 
 import pytest
 
@@ -20,9 +20,9 @@ UNKNOWN = "% [HORAD] Unknown command: bogus\n"
 OFF = "NTP protcol is disable!\n"
 
 
-def listening(bench: Bench, **options: object) -> Daemon:
+def listening(bench: Bench, **options: Any) -> Daemon:
     """A daemon with its socket where the unit has it."""
-    return bench.daemon(arguments=socket_at(bench.world), **options)  # type: ignore[arg-type]
+    return bench.daemon(arguments=socket_at(bench.world), **options)
 
 
 @pytest.fixture
