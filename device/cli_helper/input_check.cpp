@@ -12,7 +12,7 @@ constexpr int mode_shell_text = 1;
 /// what is dangerous: nothing can be forgotten on it.
 bool is_harmless(char c) noexcept {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           (c != '\0' && std::strchr("+-:,._", c));
+           (c != '\0' && std::strchr("+-:,._", c) != nullptr);
 }
 
 /// A constant text for each printable character that is refused.
@@ -37,5 +37,5 @@ const char *check_input_is_valid(const char *text, int mode) {
         return "a null text";
     while (is_harmless(*text))
         ++text;
-    return *text ? name_of(*text) : nullptr;
+    return *text != '\0' ? name_of(*text) : nullptr;
 }

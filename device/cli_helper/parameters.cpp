@@ -7,7 +7,7 @@
 
 const char *cmd_parase_parameters(int *argc, struct cmd_token ***argv, const char *keyword,
                                   int /*flags*/) {
-    if (!argc || !argv || !*argv || !keyword)
+    if (argc == nullptr || argv == nullptr || *argv == nullptr || keyword == nullptr)
         return nullptr;
     // The keyword cannot be the last word: its value follows.
     for (int at = 0; at + 1 < *argc; ++at) {

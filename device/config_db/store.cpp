@@ -51,7 +51,8 @@ void create_folders(const char *path) noexcept {
     char folder[PATH_MAX];
     if (std::snprintf(folder, sizeof folder, "%s", path) >= static_cast<int>(sizeof folder))
         return;
-    for (char *end = std::strchr(folder + 1, '/'); end; end = std::strchr(end + 1, '/')) {
+    for (char *end = std::strchr(folder + 1, '/'); end != nullptr;
+         end = std::strchr(end + 1, '/')) {
         *end = '\0';
         mkdir(folder, folder_mode);
         *end = '/';
@@ -79,7 +80,7 @@ int read_version(sqlite3 *db) noexcept {
     sqlite3_stmt *prepared = nullptr;
     sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &prepared, nullptr);
     const statement query(prepared);
-    if (!query || sqlite3_step(query.get()) != SQLITE_ROW)
+    if (query == nullptr || sqlite3_step(query.get()) != SQLITE_ROW)
         return -1;
     return sqlite3_column_int(query.get(), 0);
 }
@@ -89,8 +90,8 @@ bool prepare(sqlite3 *db, int version) noexcept {
     if (version < 0)
         return false;
     // Write-ahead logging keeps readers and the writer out of each other's way.
-    // The change to it does not wait for others at work on a new file; as it is
-    // for good, whoever comes next makes it.
+    // Switching to it does not wait for others at work on a new file.  It is for good,
+    // so whoever comes next makes up for a switch that failed.
     execute(db, "PRAGMA journal_mode = WAL");
     // A row reported as stored is to have reached the disk.
     return execute(db, "PRAGMA synchronous = FULL") &&
@@ -109,11 +110,11 @@ int report_failure(const char *path, sqlite3 *db) noexcept {
     switch (sqlite3_errcode(db) & 0xff) {
     case SQLITE_CANTOPEN:
     case SQLITE_IOERR:
-        // Of a commit that fails SQLite does not keep the cause.
+        // SQLite does not keep the cause of a commit that failed.
         if (const int error = sqlite3_system_errno(db); error != 0)
             cause = strerrordesc_np(error);
     }
-    if (!cause)
+    if (cause == nullptr)
         return report_failure(path, sqlite3_errmsg(db));
     char reason[256];
     std::snprintf(reason, sizeof reason, "%s (%s)", sqlite3_errmsg(db), cause);
@@ -130,7 +131,7 @@ connection open_store(const char *path) noexcept {
     const int result =
         sqlite3_open_v2(path, &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     connection db(opened);
-    if (!db) {
+    if (db == nullptr) {
         report_failure(path, sqlite3_errstr(result));
         return nullptr;
     }

@@ -34,31 +34,31 @@ int report_failure(const char *path, sqlite3 *db) noexcept;
 
 /// Opens the database at `path`, creating folder, file and tables if missing.
 /// Returns null, reported, when it cannot be used.
-connection open_store(const char *path) noexcept;
+[[nodiscard]] connection open_store(const char *path) noexcept;
 
-inline bool bind_value(sqlite3_stmt *row, int place, std::int64_t value) noexcept {
+[[nodiscard]] inline bool bind_value(sqlite3_stmt *row, int place, std::int64_t value) noexcept {
     return sqlite3_bind_int64(row, place, value) == SQLITE_OK;
 }
-inline bool bind_value(sqlite3_stmt *row, int place, const char *text) noexcept {
+[[nodiscard]] inline bool bind_value(sqlite3_stmt *row, int place, const char *text) noexcept {
     return sqlite3_bind_text(row, place, text, -1, SQLITE_STATIC) == SQLITE_OK;
 }
-inline bool bind_value(sqlite3_stmt *row, int place, blob value) noexcept {
+[[nodiscard]] inline bool bind_value(sqlite3_stmt *row, int place, blob value) noexcept {
     return sqlite3_bind_blob(row, place, value.bytes, value.size, SQLITE_STATIC) == SQLITE_OK;
 }
 
 /// Stores one row: `insert` is the statement, `values` its parameters in order.
 /// Returns 0 once it is committed, else -1, reported, and nothing is stored.
 template <typename... Values>
-int append_row(const char *path, const char *insert, Values... values) noexcept {
+[[nodiscard]] int append_row(const char *path, const char *insert, Values... values) noexcept {
     const connection db = open_store(path);
-    if (!db)
+    if (db == nullptr)
         return -1;
 
     sqlite3_stmt *prepared = nullptr;
     sqlite3_prepare_v2(db.get(), insert, -1, &prepared, nullptr);
     const statement row(prepared);
     int place = 0;
-    if (!row || !(bind_value(row.get(), ++place, values) && ...) ||
+    if (row == nullptr || !(bind_value(row.get(), ++place, values) && ...) ||
         sqlite3_step(row.get()) != SQLITE_DONE)
         return report_failure(path, db.get());
     return 0;

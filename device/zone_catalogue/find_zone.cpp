@@ -29,8 +29,8 @@ constexpr std::size_t largest_file = 32768;
 using file_buffer = char[largest_file];
 
 struct continent_folder {
-    string_view word;   // in the commands
-    string_view folder; // of the zone files
+    string_view word;   ///< in the commands
+    string_view folder; ///< of the zone files
 };
 
 constexpr continent_folder continents[] = {
@@ -78,7 +78,7 @@ std::optional<string_view> read_file(const char *path, file_buffer &buffer) noex
 /// An entry in the list of all entries handed out; its texts follow it in memory.
 struct kept_entry {
     kept_entry *next;
-    std::size_t size; // of the texts
+    std::size_t size; ///< of the texts
     zone_catalogue_entry entry;
 
     char *texts() noexcept { return reinterpret_cast<char *>(this + 1); }
@@ -92,12 +92,12 @@ kept_entry *kept;
 /// is asked: it needs no limit.
 const zone_catalogue_entry *keep(string_view texts) noexcept {
     const std::scoped_lock lock(kept_mutex);
-    for (kept_entry *one = kept; one; one = one->next)
+    for (kept_entry *one = kept; one != nullptr; one = one->next)
         if (string_view(one->texts(), one->size) == texts)
             return &one->entry;
 
     void *const memory = std::malloc(sizeof(kept_entry) + texts.size());
-    if (!memory)
+    if (memory == nullptr)
         return nullptr;
     kept_entry *const one = new (memory) kept_entry{kept, texts.size(), {}};
     std::memcpy(one->texts(), texts.data(), texts.size());
@@ -136,7 +136,7 @@ const zone_catalogue_entry *read_zone(string_view continent, string_view locatio
 } // namespace
 
 const zone_catalogue_entry *find_zone(const char *root, const char *key) noexcept {
-    if (!key || strnlen(key, longest_key + 1) > longest_key)
+    if (key == nullptr || strnlen(key, longest_key + 1) > longest_key)
         return nullptr;
     const string_view pair(key);
     const std::size_t blank = std::min(pair.find(' '), pair.size());

@@ -6,4 +6,4 @@
 struct zone_catalogue_entry;
 
 /// As get_zone_info_by_continent_city(), with the zone files below `root`.
-const zone_catalogue_entry *find_zone(const char *root, const char *key) noexcept;
+[[nodiscard]] const zone_catalogue_entry *find_zone(const char *root, const char *key) noexcept;

@@ -7,4 +7,4 @@
 
 /// Returns the files that may stand in for `name` ("Africa/Egypt"), best first
 /// with a blank between; empty when there are none.
-std::string_view moved_zone_files(std::string_view name) noexcept;
+[[nodiscard]] std::string_view moved_zone_files(std::string_view name) noexcept;

@@ -12,7 +12,7 @@ constexpr int seconds_per_hour = 3600;
 
 /// What the file says of one kind of local time.
 struct local_time {
-    int east; // seconds east of UTC
+    int east; ///< seconds east of UTC
     string_view name;
 };
 
@@ -116,9 +116,9 @@ std::optional<standard_time> read_rule(string_view rule) noexcept {
 /// the one in use since 2005.
 struct block {
     char version;
-    string_view transition_types; // an index per transition
-    string_view type_records;     // six bytes per type
-    string_view names;            // each ended by a zero byte
+    string_view transition_types; ///< an index per transition
+    string_view type_records;     ///< six bytes per type
+    string_view names;            ///< each ended by a zero byte
 };
 
 constexpr std::size_t type_record_size = 6;

@@ -7,10 +7,10 @@
 #include <string_view>
 
 struct standard_time {
-    int offset;            // minutes east of UTC
-    std::string_view name; // abbreviation, a part of the file's bytes
+    int offset;            ///< minutes east of UTC
+    std::string_view name; ///< abbreviation, a part of the file's bytes
 };
 
 /// Returns the standard time now in force in the zone whose file holds `file`,
 /// or nothing when the bytes are no zone file or make no sense.
-std::optional<standard_time> read_standard_time(std::string_view file) noexcept;
+[[nodiscard]] std::optional<standard_time> read_standard_time(std::string_view file) noexcept;

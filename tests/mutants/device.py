@@ -6,7 +6,7 @@ from .fault import faults_in
 
 FAULTS = [
     *faults_in(
-        "device/cli_helper/input_check.cpp", "device_test input_check.*",
+        "device/cli_helper/input_check.cpp", "device_test InputCheck.*",
         ('"+-:,._"', '"+-:,._$"'),
         ("(c != '\\0' && std::strchr", "(std::strchr"),
         ("c >= '0' && c <= '9'", "c > '0' && c <= '9'"),
@@ -16,21 +16,21 @@ FAULTS = [
         ("c == '\\177'", "c == '\\176'"),
     ),
     *faults_in(
-        "device/cli_helper/parameters.cpp", "device_test parameters.*",
+        "device/cli_helper/parameters.cpp", "device_test Parameters.*",
         ("at + 1 < *argc", "at < *argc"),
         ("*argc -= at + 1;", "*argc -= at;"),
         ("*argv += at + 1;", "*argv += at;"),
         ("word->type != WORD_TKN ||", ""),
-        ("!argc || !argv ||", "!argv ||"),
+        ("argc == nullptr || argv", "argv"),
     ),
     *faults_in(
-        "device/cli_helper/cli_log.cpp", "device_test change_log_test.*",
+        "device/cli_helper/cli_log.cpp", "device_test ChangeLog.*",
         ("value_at = 28;", "value_at = 24;"),
         ("change.record_size = sizeof record->bytes;", "change.record_size = sizeof record->bytes - 1;"),
         ("change.text = text;", 'change.text = "";'),
     ),
     *faults_in(
-        "device/config_db/config_db.cpp", "device_test config_db_test.* change_log_test.*",
+        "device/config_db/config_db.cpp", "device_test ConfigDb.* ChangeLog.*",
         ("named == nullptr || *named == '\\0'", "named == nullptr"),
         ("length >= sizeof path - used", "length > sizeof path - used"),
         ("path[used++] = '/';", "path[used] = '/';"),
@@ -39,7 +39,7 @@ FAULTS = [
         ("db->path[0] = '\\0';\n        return", "return"),
     ),
     *faults_in(
-        "device/config_db/store.cpp", "device_test config_db_test.* change_log_test.*",
+        "device/config_db/store.cpp", "device_test ConfigDb.* ChangeLog.*",
         ("busy_timeout_ms = 1000;", "busy_timeout_ms = 0;"),
         ("file_mode = 0640;", "file_mode = 0644;"),
         ("folder_mode = 0750;", "folder_mode = 0755;"),
@@ -51,7 +51,7 @@ FAULTS = [
         ('sqlite3_db_readonly(db.get(), "main") == 1', "false"),
     ),
     *faults_in(
-        "device/zone_catalogue/find_zone.cpp", "device_test zone_catalogue.* zone_folder.* zone_subset.*",
+        "device/zone_catalogue/find_zone.cpp", "device_test ZoneCatalogue.* ZoneFolder.* ZoneSubset.*",
         ("longest_key = 63;", "longest_key = 64;"),
         ('{"Indian_Ocean", "Indian"}', '{"Indian_Ocean", "Indian_Ocean"}'),
         ("text.front() != '/' &&", ""),
@@ -66,13 +66,13 @@ FAULTS = [
         ("largest_file = 32768;", "largest_file = 32767;"),
     ),
     *faults_in(
-        "device/zone_catalogue/moved_zones.cpp", "device_test moved_zones.* zone_catalogue.* zone_subset.*",
+        "device/zone_catalogue/moved_zones.cpp", "device_test MovedZones.* ZoneCatalogue.* ZoneSubset.*",
         ("line[name.size()] == ' '", "true"),
         ("Africa/Egypt Egypt Africa/Cairo", "Africa/Egypt Egypt"),
         ("Indian/Christmas Asia/Bangkok", "Indian/Christmas Asia/Tokyo"),
     ),
     *faults_in(
-        "device/zone_catalogue/standard_time.cpp", "device_test standard_time.*",
+        "device/zone_catalogue/standard_time.cpp", "device_test StandardTime.*",
         ("time.east % 60 != 0 ||", ""),
         ("furthest = 25 * seconds_per_hour;", "furthest = 24 * seconds_per_hour;"),
         ("|| time.name.empty()", ""),

@@ -8,9 +8,9 @@
 
 namespace {
 
-class change_log_test : public database_fixture {
+class ChangeLog : public database_fixture {
   protected:
-    change_log_test() {
+    ChangeLog() {
         const std::uint16_t kind = 62;
         const std::uint32_t value = 4000000002;
         std::memcpy(record.bytes, &kind, sizeof kind);
@@ -20,7 +20,7 @@ class change_log_test : public database_fixture {
     cli_log_record record{};
 };
 
-TEST_F(change_log_test, keeps_time_fields_record_and_text) {
+TEST_F(ChangeLog, KeepsTimeFieldsRecordAndText) {
     ASSERT_EQ(database_init(&db), 0);
     const std::time_t before = std::time(nullptr);
     EXPECT_EQ(cli_log(&db, &record, "change by ntp."), 0);
@@ -39,7 +39,7 @@ TEST_F(change_log_test, keeps_time_fields_record_and_text) {
     }
 }
 
-TEST_F(change_log_test, rows_can_be_neither_altered_nor_deleted) {
+TEST_F(ChangeLog, RowsCanBeNeitherAlteredNorDeleted) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(cli_log(&db, &record, "change by ntp."), 0);
     const peer writer(file);
@@ -49,7 +49,7 @@ TEST_F(change_log_test, rows_can_be_neither_altered_nor_deleted) {
     EXPECT_EQ(writer.run("SELECT text FROM change_log"), (std::vector<row>{{"change by ntp."}}));
 }
 
-TEST_F(change_log_test, failures_are_told_like_the_database_s_own) {
+TEST_F(ChangeLog, FailuresAreToldLikeTheDatabasesOwn) {
     expect_failure([this] { return cli_log(&db, &record, "x"); }, "(none)", "not initialised");
     expect_failure([this] { return cli_log(nullptr, &record, "x"); }, "(none)", "not initialised");
     ASSERT_EQ(database_init(&db), 0);

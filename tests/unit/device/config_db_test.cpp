@@ -17,7 +17,7 @@
 
 namespace {
 
-class config_db_test : public database_fixture {};
+class ConfigDb : public database_fixture {};
 
 mode_t mode_of(const std::filesystem::path &path) {
     struct stat status {};
@@ -25,7 +25,7 @@ mode_t mode_of(const std::filesystem::path &path) {
     return status.st_mode & 07777;
 }
 
-TEST_F(config_db_test, stores_steps_with_their_time) {
+TEST_F(ConfigDb, StoresStepsWithTheirTime) {
     ASSERT_EQ(database_init(&db), 0);
     const std::time_t before = std::time(nullptr);
     EXPECT_EQ(db_olt_ntp_set_ntp_diff_time(&db, -3600, 4, 1), 0);
@@ -45,14 +45,14 @@ TEST_F(config_db_test, stores_steps_with_their_time) {
     }
 }
 
-TEST_F(config_db_test, keeps_the_whole_range_of_its_arguments) {
+TEST_F(ConfigDb, KeepsTheWholeRangeOfItsArguments) {
     ASSERT_EQ(database_init(&db), 0);
     EXPECT_EQ(db_olt_ntp_set_ntp_diff_time(&db, INT32_MIN, INT32_MAX, INT32_MIN), 0);
     EXPECT_EQ(peer(file).run("SELECT diff, area, id FROM clock_step"),
               (std::vector<row>{{"-2147483648", "2147483647", "-2147483648"}}));
 }
 
-TEST_F(config_db_test, creates_folder_and_file_with_least_rights) {
+TEST_F(ConfigDb, CreatesFolderAndFileWithLeastRights) {
     const mode_t mask = umask(0);
     EXPECT_EQ(database_init(&db), 0);
     umask(mask);
@@ -61,7 +61,7 @@ TEST_F(config_db_test, creates_folder_and_file_with_least_rights) {
     EXPECT_EQ(peer(file).run("PRAGMA journal_mode"), (std::vector<row>{{"wal"}}));
 }
 
-TEST_F(config_db_test, disconnect_empties_the_handle) {
+TEST_F(ConfigDb, DisconnectEmptiesTheHandle) {
     ASSERT_EQ(database_init(&db), 0);
     EXPECT_EQ(database_disconnect(&db), 0);
     const config_db empty{};
@@ -70,7 +70,7 @@ TEST_F(config_db_test, disconnect_empties_the_handle) {
     EXPECT_EQ(count_steps(), "0");
 }
 
-TEST_F(config_db_test, a_second_init_keeps_what_is_there) {
+TEST_F(ConfigDb, ASecondInitKeepsWhatIsThere) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(store(5), 0);
     config_db again{};
@@ -78,7 +78,7 @@ TEST_F(config_db_test, a_second_init_keeps_what_is_there) {
     EXPECT_EQ(count_steps(), "1");
 }
 
-TEST_F(config_db_test, a_relative_path_is_bound_to_the_folder_of_init) {
+TEST_F(ConfigDb, ARelativePathIsBoundToTheFolderOfInit) {
     const auto home = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     use(":memory:"); // no special name here: a file like any other
@@ -89,13 +89,13 @@ TEST_F(config_db_test, a_relative_path_is_bound_to_the_folder_of_init) {
     EXPECT_EQ(peer(folder.path() / ":memory:").run("SELECT count(*) FROM clock_step")[0][0], "1");
 }
 
-TEST_F(config_db_test, a_path_that_does_not_fit_is_refused) {
+TEST_F(ConfigDb, APathThatDoesNotFitIsRefused) {
     use(("/" + std::string(sizeof db.path - 1, 'x')).c_str());
     expect_failure([this] { return database_init(&db); }, "(none)", "too long");
     expect_failure([this] { return store(1); }, "(none)", "not initialised");
 }
 
-TEST_F(config_db_test, a_removed_file_is_made_anew) {
+TEST_F(ConfigDb, ARemovedFileIsMadeAnew) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(store(1), 0);
     std::filesystem::remove_all(file.parent_path());
@@ -103,7 +103,7 @@ TEST_F(config_db_test, a_removed_file_is_made_anew) {
     EXPECT_EQ(peer(file).run("SELECT diff FROM clock_step"), (std::vector<row>{{"2"}}));
 }
 
-TEST_F(config_db_test, a_failed_init_leaves_a_usable_handle) {
+TEST_F(ConfigDb, AFailedInitLeavesAUsableHandle) {
     std::ofstream(file.parent_path()) << "in the way\n";
     expect_failure([this] { return database_init(&db); }, file, "Not a directory");
     std::filesystem::remove(file.parent_path());
@@ -111,13 +111,13 @@ TEST_F(config_db_test, a_failed_init_leaves_a_usable_handle) {
     EXPECT_EQ(count_steps(), "1");
 }
 
-TEST_F(config_db_test, a_folder_instead_of_the_file_is_refused) {
+TEST_F(ConfigDb, AFolderInsteadOfTheFileIsRefused) {
     std::filesystem::create_directories(file);
     expect_failure([this] { return database_init(&db); }, file, "Is a directory");
     expect_failure([this] { return store(1); }, file, "Is a directory");
 }
 
-TEST_F(config_db_test, a_file_of_something_else_is_refused_and_kept) {
+TEST_F(ConfigDb, AFileOfSomethingElseIsRefusedAndKept) {
     std::filesystem::create_directories(file.parent_path());
     const std::string text(5000, 'x');
     std::ofstream(file) << text;
@@ -128,7 +128,7 @@ TEST_F(config_db_test, a_file_of_something_else_is_refused_and_kept) {
     EXPECT_EQ(kept, text);
 }
 
-TEST_F(config_db_test, damaged_pages_are_refused) {
+TEST_F(ConfigDb, DamagedPagesAreRefused) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(store(1), 0);
     std::fstream damaged(file, std::ios::in | std::ios::out | std::ios::binary);
@@ -139,13 +139,13 @@ TEST_F(config_db_test, damaged_pages_are_refused) {
     expect_failure([this] { return database_init(&db); }, file, "malformed");
 }
 
-TEST_F(config_db_test, a_missing_table_is_refused) {
+TEST_F(ConfigDb, AMissingTableIsRefused) {
     ASSERT_EQ(database_init(&db), 0);
     peer(file).run("DROP TABLE clock_step");
     expect_failure([this] { return store(1); }, file, "no such table");
 }
 
-TEST_F(config_db_test, tables_of_a_later_version_are_left_alone) {
+TEST_F(ConfigDb, TablesOfALaterVersionAreLeftAlone) {
     ASSERT_EQ(database_init(&db), 0);
     peer(file).run("PRAGMA user_version = 99");
     expect_failure([this] { return database_init(&db); }, file, "later version");
@@ -153,7 +153,7 @@ TEST_F(config_db_test, tables_of_a_later_version_are_left_alone) {
     EXPECT_EQ(count_steps(), "0");
 }
 
-TEST_F(config_db_test, a_lock_is_waited_for_about_a_second) {
+TEST_F(ConfigDb, ALockIsWaitedForAboutASecond) {
     ASSERT_EQ(database_init(&db), 0);
     const auto expect_lock = [this](auto operation) {
         const auto start = std::chrono::steady_clock::now();
@@ -177,7 +177,7 @@ TEST_F(config_db_test, a_lock_is_waited_for_about_a_second) {
     EXPECT_EQ(peer(file).run("SELECT diff FROM clock_step"), (std::vector<row>{{"2"}}));
 }
 
-TEST_F(config_db_test, a_reader_is_not_in_the_way) {
+TEST_F(ConfigDb, AReaderIsNotInTheWay) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(store(1), 0);
     const peer reader(file);
@@ -189,7 +189,7 @@ TEST_F(config_db_test, a_reader_is_not_in_the_way) {
     EXPECT_EQ(reader.run("SELECT count(*) FROM clock_step")[0][0], "2");
 }
 
-TEST_F(config_db_test, a_full_disk_stores_nothing) {
+TEST_F(ConfigDb, AFullDiskStoresNothing) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(store(1), 0);
 
@@ -220,7 +220,7 @@ template <typename Operation> std::string as_ordinary_user(Operation operation) 
     });
 }
 
-TEST_F(config_db_test, missing_rights_are_told) {
+TEST_F(ConfigDb, MissingRightsAreTold) {
     namespace fs = std::filesystem;
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(store(1), 0);
@@ -246,7 +246,7 @@ TEST_F(config_db_test, missing_rights_are_told) {
     EXPECT_FALSE(fs::exists(file));
 }
 
-TEST_F(config_db_test, threads_may_share_a_handle_from_first_use_on) {
+TEST_F(ConfigDb, ThreadsMayShareAHandleFromFirstUseOn) {
     ASSERT_EQ(database_init(&db), 0);
     std::filesystem::remove_all(file.parent_path());
     constexpr int threads = 4;
@@ -265,7 +265,7 @@ TEST_F(config_db_test, threads_may_share_a_handle_from_first_use_on) {
     EXPECT_EQ(count_steps(), std::to_string(threads * steps));
 }
 
-TEST_F(config_db_test, a_stored_step_survives_being_killed) {
+TEST_F(ConfigDb, AStoredStepSurvivesBeingKilled) {
     for (int round = 0; round < 5; ++round) {
         std::filesystem::remove_all(file.parent_path());
         ASSERT_EQ(database_init(&db), 0);

@@ -22,7 +22,7 @@ std::set<std::string> exports_of(const std::string &library) {
     return names;
 }
 
-TEST(exports, are_the_functions_of_the_headers) {
+TEST(Exports, AreTheFunctionsOfTheHeaders) {
     using names = std::set<std::string>;
     EXPECT_EQ(exports_of(CONFIG_DB_LIBRARY),
               (names{"database_init", "database_disconnect", "db_olt_ntp_set_ntp_diff_time",

@@ -12,13 +12,13 @@ namespace {
 
 constexpr char harmless[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+-:,._";
 
-TEST(input_check, accepts_what_tz_texts_are_made_of) {
+TEST(InputCheck, AcceptsWhatTzTextsAreMadeOf) {
     for (const char *text : {"", "UTC-8:30", "UTC+5:0", "UTC-12:60", "CET-1CEST,M3.5.0,M10.5.0",
                              "GMT0", "-1", ":UTC", harmless})
         EXPECT_EQ(check_input_is_valid(text, 1), nullptr) << text;
 }
 
-TEST(input_check, names_the_character_it_refuses) {
+TEST(InputCheck, NamesTheCharacterItRefuses) {
     EXPECT_STREQ(check_input_is_valid("UTC;reboot", 1), ";");
     EXPECT_STREQ(check_input_is_valid("Europe/Paris", 1), "/");
     EXPECT_STREQ(check_input_is_valid("<+0330>-3:30", 1), "<");
@@ -29,7 +29,7 @@ TEST(input_check, names_the_character_it_refuses) {
     EXPECT_STREQ(check_input_is_valid("UTC`$", 1), "`");
 }
 
-TEST(input_check, judges_every_byte_in_every_place) {
+TEST(InputCheck, JudgesEveryByteInEveryPlace) {
     for (int byte = 1; byte < 256; ++byte) {
         const char c = static_cast<char>(byte);
         const bool accepted = std::string(harmless).find(c) != std::string::npos;
@@ -44,7 +44,7 @@ TEST(input_check, judges_every_byte_in_every_place) {
     }
 }
 
-TEST(input_check, refuses_a_null_text_and_an_unknown_mode) {
+TEST(InputCheck, RefusesANullTextAndAnUnknownMode) {
     EXPECT_NE(check_input_is_valid(nullptr, 1), nullptr);
     for (const int mode : {0, 2, -1})
         EXPECT_NE(check_input_is_valid("UTC0", mode), nullptr);
@@ -53,7 +53,7 @@ TEST(input_check, refuses_a_null_text_and_an_unknown_mode) {
 // The proof that what is accepted is harmless: through the same shell commands
 // that set the login profile, by way of both their branches, it comes out as it
 // went in.
-TEST(input_check, what_it_accepts_passes_the_shell_unharmed) {
+TEST(InputCheck, WhatItAcceptsPassesTheShellUnharmed) {
     const temp_folder folder;
     const std::string profile = folder.path() / "profile";
     const std::string result = folder.path() / "result";

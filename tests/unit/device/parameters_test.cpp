@@ -42,7 +42,7 @@ class words {
     std::vector<cmd_token *> pointers_;
 };
 
-TEST(parameters, finds_the_value_and_leaves_it_first) {
+TEST(Parameters, FindsTheValueAndLeavesItFirst) {
     words line;
     line.keyword("ntp").keyword("server").value("10.0.0.1").value("10.0.0.2");
     EXPECT_STREQ(line.find("server"), "10.0.0.1");
@@ -52,20 +52,20 @@ TEST(parameters, finds_the_value_and_leaves_it_first) {
     EXPECT_STREQ(line.rest[1]->arg, "10.0.0.2");
 }
 
-TEST(parameters, tells_one_value_from_two) {
+TEST(Parameters, TellsOneValueFromTwo) {
     words line;
     line.keyword("ntp").keyword("server").value("time");
     EXPECT_STREQ(line.find("server"), "time");
     EXPECT_EQ(line.left, 1);
 }
 
-TEST(parameters, finds_an_abbreviated_keyword) {
+TEST(Parameters, FindsAnAbbreviatedKeyword) {
     words line;
     line.keyword("ntp", "n").keyword("server", "serv").value("time");
     EXPECT_STREQ(line.find("server"), "time");
 }
 
-TEST(parameters, takes_no_value_for_a_keyword) {
+TEST(Parameters, TakesNoValueForAKeyword) {
     words line;
     line.keyword("ntp").keyword("server").value("server").value("second");
     EXPECT_STREQ(line.find("server"), "server");
@@ -77,7 +77,7 @@ TEST(parameters, takes_no_value_for_a_keyword) {
     EXPECT_EQ(other.find("HOST"), nullptr); // the name of a value in the definition
 }
 
-TEST(parameters, takes_no_longer_or_shorter_keyword) {
+TEST(Parameters, TakesNoLongerOrShorterKeyword) {
     words line;
     line.keyword("no").keyword("second").keyword("ntp").keyword("server2").value("time");
     EXPECT_EQ(line.find("server"), nullptr);
@@ -86,7 +86,7 @@ TEST(parameters, takes_no_longer_or_shorter_keyword) {
     EXPECT_EQ(line.skipped(), 4);
 }
 
-TEST(parameters, without_a_value_nothing_moves) {
+TEST(Parameters, WithoutAValueNothingMoves) {
     words line;
     line.keyword("no").keyword("second").keyword("ntp").keyword("server2");
     EXPECT_EQ(line.find("server2"), nullptr);
@@ -95,7 +95,7 @@ TEST(parameters, without_a_value_nothing_moves) {
     EXPECT_EQ(words().find("server"), nullptr);
 }
 
-TEST(parameters, without_words_there_is_nothing) {
+TEST(Parameters, WithoutWordsThereIsNothing) {
     int count = 3;
     cmd_token **none = nullptr;
     EXPECT_EQ(cmd_parase_parameters(nullptr, &none, "server", 0), nullptr);

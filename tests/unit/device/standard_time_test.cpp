@@ -58,7 +58,7 @@ std::string read(const std::string &bytes) {
     return time ? std::to_string(time->offset) + " " + std::string(time->name) : "none";
 }
 
-TEST(standard_time, is_read_from_the_rule) {
+TEST(StandardTime, IsReadFromTheRule) {
     EXPECT_EQ(read(file("EST5")), "-300 EST");
     EXPECT_EQ(read(file("EST5EDT,M3.2.0,M11.1.0")), "-300 EST");
     EXPECT_EQ(read(file("<+0330>-3:30")), "210 +0330");
@@ -69,12 +69,12 @@ TEST(standard_time, is_read_from_the_rule) {
     EXPECT_EQ(read(file("ABC24")), "-1440 ABC");
 }
 
-TEST(standard_time, is_winter_time_also_where_summer_time_is_called_standard) {
+TEST(StandardTime, IsWinterTimeAlsoWhereSummerTimeIsCalledStandard) {
     EXPECT_EQ(read(file("IST-1GMT0,M10.5.0,M3.5.0/1")), "0 GMT");
     EXPECT_EQ(read(file("<+01>-1<+00>0,J1,J2")), "0 +00");
 }
 
-TEST(standard_time, is_the_last_of_its_kind_where_there_is_no_rule) {
+TEST(StandardTime, IsTheLastOfItsKindWhereThereIsNoRule) {
     EXPECT_EQ(read(file("")), "60 CET");
     EXPECT_EQ(read(block('\0', paris, 4)), "60 CET");
     EXPECT_EQ(read(block('\0', {{{-18000, false, 4}}, {}, "UTC\0EST\0"s}, 4)), "-300 EST");
@@ -84,7 +84,7 @@ TEST(standard_time, is_the_last_of_its_kind_where_there_is_no_rule) {
     EXPECT_EQ(read(block('\0', summer, 4)), "60 CET");
 }
 
-TEST(standard_time, is_taken_from_the_types_where_the_rule_makes_no_sense) {
+TEST(StandardTime, IsTakenFromTheTypesWhereTheRuleMakesNoSense) {
     for (const char *rule :
          {"EST", "5", "<EST5", "<>5", "EST25", "EST5:60", "EST5:", "EST-", "EST5:00:30",
           "EST5EDT4:60,M3", "EST5<", "EST99999999999999999999", "EST5;"})
@@ -94,7 +94,7 @@ TEST(standard_time, is_taken_from_the_types_where_the_rule_makes_no_sense) {
     EXPECT_EQ(read(unended), "60 CET");
 }
 
-TEST(standard_time, is_absent_when_nothing_makes_sense) {
+TEST(StandardTime, IsAbsentWhenNothingMakesSense) {
     EXPECT_EQ(read(""), "none");
     EXPECT_EQ(read("TZif"), "none");
     EXPECT_EQ(read(std::string(100, 'x')), "none");
@@ -105,7 +105,7 @@ TEST(standard_time, is_absent_when_nothing_makes_sense) {
     EXPECT_EQ(read(block('\0', {{}, {9, 255}}, 4)), "none");
 }
 
-TEST(standard_time, survives_a_file_cut_anywhere) {
+TEST(StandardTime, SurvivesAFileCutAnywhere) {
     const std::string whole = file("CET-1CEST,M3.5.0,M10.5.0/3");
     EXPECT_EQ(read(whole), "60 CET");
     const std::size_t rule_at = whole.find("\nCET");
@@ -113,7 +113,7 @@ TEST(standard_time, survives_a_file_cut_anywhere) {
         EXPECT_EQ(read(whole.substr(0, size)), size < rule_at ? "none" : "60 CET") << size;
 }
 
-TEST(standard_time, survives_any_count) {
+TEST(StandardTime, SurvivesAnyCount) {
     const std::string whole = file("CET-1CEST,M3.5.0,M10.5.0/3");
     for (const std::size_t header : {std::size_t{0}, whole.find("TZif", 1)})
         for (std::size_t at = header + 20; at < header + 44; at += 4)

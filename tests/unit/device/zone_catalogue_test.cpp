@@ -86,7 +86,7 @@ std::string standard_time_of(const std::string &path) {
     return text;
 }
 
-TEST(zone_catalogue, every_offered_location_is_there) {
+TEST(ZoneCatalogue, EveryOfferedLocationIsThere) {
     int count = 0;
     for_each_offered([&count](const std::string &continent, const std::string &location) {
         const auto *entry = look_up(continent + " " + location);
@@ -100,13 +100,13 @@ TEST(zone_catalogue, every_offered_location_is_there) {
 }
 
 // The full set of zone files has one for each location, called like it.
-TEST(zone_catalogue, every_offered_location_is_in_a_file_of_its_name) {
+TEST(ZoneCatalogue, EveryOfferedLocationIsInAFileOfItsName) {
     for_each_offered([](const std::string &continent, const std::string &location) {
         EXPECT_EQ(fs::path(look_up(continent + " " + location)->path).filename(), location);
     });
 }
 
-TEST(zone_catalogue, every_installed_zone_is_there_under_its_own_path) {
+TEST(ZoneCatalogue, EveryInstalledZoneIsThereUnderItsOwnPath) {
     int count = 0;
     for_each_installed([&count](const std::string &continent, const std::string &location) {
         const auto *entry = look_up(continent + " " + location);
@@ -118,7 +118,7 @@ TEST(zone_catalogue, every_installed_zone_is_there_under_its_own_path) {
     EXPECT_GT(count, 400);
 }
 
-TEST(zone_catalogue, offsets_and_names_are_the_system_library_s) {
+TEST(ZoneCatalogue, OffsetsAndNamesAreTheSystemLibrarys) {
     const auto check = [](const std::string &continent, const std::string &location) {
         const auto *entry = look_up(continent + " " + location);
         ASSERT_TRUE(entry);
@@ -130,7 +130,7 @@ TEST(zone_catalogue, offsets_and_names_are_the_system_library_s) {
     for_each_installed(check);
 }
 
-TEST(zone_catalogue, well_known_entries) {
+TEST(ZoneCatalogue, WellKnownEntries) {
     for (const char *expected : {
              "Africa Egypt /usr/share/zoneinfo/Egypt GMT+0200 EET",
              "Africa Libya /usr/share/zoneinfo/Libya GMT+0200 EET",
@@ -163,7 +163,7 @@ TEST(zone_catalogue, well_known_entries) {
     }
 }
 
-TEST(zone_catalogue, unknown_pairs_are_not_there) {
+TEST(ZoneCatalogue, UnknownPairsAreNotThere) {
     for (const char *key : {"",
                             " ",
                             "Europe",
@@ -204,7 +204,7 @@ TEST(zone_catalogue, unknown_pairs_are_not_there) {
 
 // Below here: private folders of zone files.
 
-class zone_folder : public testing::Test {
+class ZoneFolder : public testing::Test {
   protected:
     void install(const std::string &zone) { install(zone, zone); }
     void install(const std::string &as, const std::string &zone) {
@@ -221,7 +221,7 @@ class zone_folder : public testing::Test {
 
 // Every offered location is there with the files of `zones` alone, and keeps the
 // time that it has with all files.
-class zone_subset : public zone_folder {
+class ZoneSubset : public ZoneFolder {
   protected:
     void expect_all_offered(const std::set<std::string> &zones) {
         for (const std::string &zone : zones) {
@@ -240,7 +240,7 @@ class zone_subset : public zone_folder {
     }
 };
 
-TEST_F(zone_subset, without_the_files_of_old_names) {
+TEST_F(ZoneSubset, WithoutTheFilesOfOldNames) {
     std::set<std::string> zones;
     std::ifstream source(zoneinfo / "tzdata.zi");
     for (std::string line; std::getline(source, line);)
@@ -250,7 +250,7 @@ TEST_F(zone_subset, without_the_files_of_old_names) {
     expect_all_offered(zones);
 }
 
-TEST_F(zone_subset, with_only_the_zones_that_differ_since_1970) {
+TEST_F(ZoneSubset, WithOnlyTheZonesThatDifferSince1970) {
     std::set<std::string> zones{"Etc/GMT", "Etc/UTC"};
     std::ifstream table(zoneinfo / "zone1970.tab");
     for (std::string line; std::getline(table, line);)
@@ -260,7 +260,7 @@ TEST_F(zone_subset, with_only_the_zones_that_differ_since_1970) {
     expect_all_offered(zones);
 }
 
-TEST_F(zone_folder, a_file_of_the_same_name_comes_first) {
+TEST_F(ZoneFolder, AFileOfTheSameNameComesFirst) {
     install("Africa/Cairo");
     const auto *replaced = find("Africa Egypt");
     ASSERT_TRUE(replaced);
@@ -271,7 +271,7 @@ TEST_F(zone_folder, a_file_of_the_same_name_comes_first) {
     EXPECT_EQ(find("Africa Egypt")->path, (root / "Africa/Egypt").string());
 }
 
-TEST_F(zone_folder, an_updated_file_gives_a_new_entry_and_keeps_the_old) {
+TEST_F(ZoneFolder, AnUpdatedFileGivesANewEntryAndKeepsTheOld) {
     install("Europe/Paris");
     const auto *before = find("Europe Paris");
     ASSERT_TRUE(before);
@@ -290,7 +290,7 @@ TEST_F(zone_folder, an_updated_file_gives_a_new_entry_and_keeps_the_old) {
     EXPECT_EQ(find("Europe Paris"), before);
 }
 
-TEST_F(zone_folder, only_regular_zone_files_of_sensible_size_count) {
+TEST_F(ZoneFolder, OnlyRegularZoneFilesOfSensibleSizeCount) {
     fs::create_directories(root / "Europe/Folder");
     ASSERT_EQ(mkfifo((root / "Europe/Fifo").c_str(), 0600), 0); // must not wait for a writer
     fs::create_symlink("/dev/zero", root / "Europe/Device");
@@ -306,7 +306,7 @@ TEST_F(zone_folder, only_regular_zone_files_of_sensible_size_count) {
         EXPECT_EQ(find(std::string("Europe ") + location), nullptr) << location;
 }
 
-TEST_F(zone_folder, a_fifo_does_not_count_even_with_a_zone_in_it) {
+TEST_F(ZoneFolder, AFifoDoesNotCountEvenWithAZoneInIt) {
     fs::create_directories(root / "Europe");
     ASSERT_EQ(mkfifo((root / "Europe/Fifo").c_str(), 0600), 0);
     // The reader keeps what the writer leaves, for whoever else opens the FIFO.
@@ -319,14 +319,14 @@ TEST_F(zone_folder, a_fifo_does_not_count_even_with_a_zone_in_it) {
     close(reader);
 }
 
-TEST_F(zone_folder, a_broken_file_gives_way_to_the_next) {
+TEST_F(ZoneFolder, ABrokenFileGivesWayToTheNext) {
     install("Egypt", "Africa/Cairo");
     fs::create_directories(root / "Africa");
     std::ofstream(root / "Africa/Egypt") << "TZif";
     EXPECT_EQ(find("Africa Egypt")->path, (root / "Egypt").string());
 }
 
-TEST_F(zone_folder, keys_have_at_most_63_characters) {
+TEST_F(ZoneFolder, KeysHaveAtMost63Characters) {
     const std::string longest(63 - std::string("Europe ").size(), 'x');
     install("Europe/" + longest, "Europe/Paris");
     install("Europe/" + longest + "x", "Europe/Paris");
@@ -337,7 +337,7 @@ TEST_F(zone_folder, keys_have_at_most_63_characters) {
     EXPECT_EQ(find_zone(std::string(10000, '/').c_str(), "Europe Paris"), nullptr);
 }
 
-TEST_F(zone_folder, threads_get_the_same_entry) {
+TEST_F(ZoneFolder, ThreadsGetTheSameEntry) {
     install("Europe/Paris");
     std::vector<const zone_catalogue_entry *> found(8);
     std::vector<std::thread> running;
@@ -349,7 +349,7 @@ TEST_F(zone_folder, threads_get_the_same_entry) {
     EXPECT_EQ(std::count(found.begin(), found.end(), found[0]), 8);
 }
 
-TEST(moved_zones, are_found_by_their_whole_name_only) {
+TEST(MovedZones, AreFoundByTheirWholeNameOnly) {
     EXPECT_EQ(moved_zone_files("Africa/Egypt"), "Egypt Africa/Cairo");
     EXPECT_EQ(moved_zone_files("Pacific/Yap"), "Pacific/Chuuk Pacific/Port_Moresby");
     for (const char *name : {"", "Africa", "Africa/Egyp", "Africa/Egypt ", "Egypt", "Africa/Cairo"})
