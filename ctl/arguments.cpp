@@ -137,7 +137,7 @@ bool take_options(int argc, char *const *argv, const char *shorts, const option 
             getopt_long(argc, argv, shorts, longs, nullptr); // NOLINT(concurrency-mt-unsafe)
         if (found == -1)
             return false;
-        // Of a long option getopt has gone on to the next word.
+        // After a long option getopt has gone on to the next word: its own is at `index`.
         const std::string named = optopt > 0 && optopt < opt_socket
                                       ? std::string("-") + static_cast<char>(optopt)
                                       : argv[index];

@@ -33,4 +33,4 @@ struct arguments {
 
 /// Reads the command line; `named_database` is the environment's HORAD_CONFIG_DB, or
 /// null.  Throws failure.  Not for two threads at once, like getopt_long().
-arguments parse_arguments(int argc, char *const *argv, const char *named_database);
+[[nodiscard]] arguments parse_arguments(int argc, char *const *argv, const char *named_database);

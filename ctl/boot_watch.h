@@ -14,8 +14,8 @@
 class boot_watch {
   public:
     /// `boot` and `now` by the present clock, in seconds since 1970, read after `newest`.
-    bool was_set(const std::optional<step_row> &newest, std::int64_t boot,
-                 std::int64_t now) noexcept {
+    [[nodiscard]] bool was_set(const std::optional<step_row> &newest, std::int64_t boot,
+                               std::int64_t now) noexcept {
         if (!newest || newest->number <= old_)
             return false;
         if (newest->time >= boot && newest->time <= now)

@@ -7,14 +7,14 @@
 #include "failure.h"
 
 /// Runs the lines given as arguments.
-exit_status run_lines(const arguments &given);
+[[nodiscard]] exit_status run_lines(const arguments &given);
 
 /// Runs the lines of the standard input, all of them.
-exit_status run_input(const arguments &given);
+[[nodiscard]] exit_status run_input(const arguments &given);
 
 /// Runs lines typed at a prompt, until "exit" or the end of the input.
-exit_status run_prompt(const arguments &given);
+[[nodiscard]] exit_status run_prompt(const arguments &given);
 
-exit_status show_status(const arguments &given);
-exit_status show_steps(const arguments &given);
-exit_status wait_for_clock(const arguments &given);
+[[nodiscard]] exit_status show_status(const arguments &given);
+[[nodiscard]] exit_status show_steps(const arguments &given);
+[[nodiscard]] exit_status wait_for_clock(const arguments &given);

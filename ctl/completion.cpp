@@ -116,8 +116,8 @@ words split_words(std::string_view line) {
 }
 
 completion::completion(std::string_view found) {
-    // Of the levels above these are what an operator of the daemon needs; all of them
-    // together would bury the daemon's own.
+    // Of the commands of the levels above, an operator of the daemon needs these; all
+    // of them would bury the daemon's own.
     for (const std::string_view notation :
          {"show running-config", "do write file", "debug ntp <on|off>"})
         std::ranges::move(forms_of(notation), std::back_inserter(commands_));

@@ -25,7 +25,7 @@ class completion {
 
 /// Every form of a command in the library's notation, e.g. "show ntp" and
 /// "show ntp json" of "show ntp [json]".  Empty when it is not understood.
-std::vector<std::vector<std::string>> forms_of(std::string_view notation);
+[[nodiscard]] std::vector<std::vector<std::string>> forms_of(std::string_view notation);
 
 /// The words of a line.
-std::vector<std::string> split_words(std::string_view line);
+[[nodiscard]] std::vector<std::string> split_words(std::string_view line);

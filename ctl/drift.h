@@ -23,8 +23,8 @@ struct drift {
 };
 
 /// The drift that `after` alone shows, in parts per million.
-/// Null when no time has gone by, or the clock was set back behind that step.
-std::optional<double> drift_between(const step &before, const step &after) noexcept;
+/// Null when no time has gone by, or the clock was set back to before that step.
+[[nodiscard]] std::optional<double> drift_between(const step &before, const step &after) noexcept;
 
 /// Fits a drift to steps in the order in which they were made.  Null when there are
 /// fewer than two, or no two with time between them.
@@ -36,4 +36,4 @@ std::optional<double> drift_between(const step &before, const step &after) noexc
 /// more than short ones, by their squares.  A step recorded as the difference of two
 /// whole seconds is wrong by a variance of 1/6 s²; the uncertainty counts in that, or
 /// what the steps scatter about the fit where that is more.
-std::optional<drift> fit_drift(std::span<const step> steps) noexcept;
+[[nodiscard]] std::optional<drift> fit_drift(std::span<const step> steps) noexcept;

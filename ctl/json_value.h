@@ -12,10 +12,10 @@ struct put_json {
 using json = std::unique_ptr<json_object, put_json>;
 
 /// As the daemon writes it, with the line's end.
-std::string to_text(const json &object);
+[[nodiscard]] std::string to_text(const json &object);
 
 /// Null for null.
-json_object *json_time(std::optional<std::int64_t> time);
+[[nodiscard]] json_object *json_time(std::optional<std::int64_t> time);
 
 /// With as many digits as it takes, but none below a millionth; null for null.
-json_object *json_number(std::optional<double> number);
+[[nodiscard]] json_object *json_number(std::optional<double> number);

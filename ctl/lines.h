@@ -7,7 +7,9 @@
 
 /// Runs one line and prints its answer.  Returns not_well when the daemon refused it, or
 /// cannot take it; throws failure where the next line would fare no better.
-exit_status run_and_print(const std::string &socket, const std::string &line);
+[[nodiscard]] exit_status run_and_print(const std::string &socket, const std::string &line);
 
 /// The worse of two.
-constexpr exit_status worse(exit_status a, exit_status b) noexcept { return a < b ? b : a; }
+[[nodiscard]] constexpr exit_status worse(exit_status a, exit_status b) noexcept {
+    return a < b ? b : a;
+}

@@ -23,7 +23,7 @@ struct close_file {
 void occupy_standard_descriptors() noexcept {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor)
         if (fcntl(descriptor, F_GETFD) < 0)
-            // The wrong way round: what uses it fails, as it would have.
+            // Opened the wrong way round, so that using it fails as it would have.
             open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 

@@ -9,4 +9,5 @@
 
 /// An SVG picture: what the steps add up to over time, as a staircase that begins with
 /// the first, and the fitted drift as a line with its one sigma.
-std::string steps_as_svg(std::span<const step> steps, const std::optional<drift> &fitted);
+[[nodiscard]] std::string steps_as_svg(std::span<const step> steps,
+                                       const std::optional<drift> &fitted);

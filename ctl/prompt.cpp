@@ -15,12 +15,10 @@
 namespace {
 
 // The library's callback has no argument of ours.
-const completion *offered = nullptr; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+const completion *offered = nullptr;
 
 struct free_line {
-    void operator()(char *line) const noexcept {
-        std::free(line); // NOLINT(cppcoreguidelines-no-malloc)
-    }
+    void operator()(char *line) const noexcept { std::free(line); }
 };
 
 /// Whether it is a "?" for a list of what can follow.
@@ -60,7 +58,7 @@ void set_up_editing() {
     static char name[] = "horadctl";
     rl_readline_name = name;
     rl_attempted_completion_function = complete_word;
-    rl_catch_signals = 0; // ours is to end the reading of a line
+    rl_catch_signals = 0; // our handler ends the reading of a line
     // Not kept in a file: passwords are typed here, too.
     using_history();
 }

@@ -17,7 +17,7 @@ struct client_state {
 };
 
 /// Reads the answer of "show ntp status json".  Throws failure when it is none.
-client_state parse_client_state(const std::string &answer);
+[[nodiscard]] client_state parse_client_state(const std::string &answer);
 
 /// What is known without the module.
 struct known_facts {
@@ -30,7 +30,7 @@ struct known_facts {
 };
 
 /// Reads servers and state from the answer of "show ntp json".  Throws failure.
-known_facts parse_configuration(const std::string &answer);
+[[nodiscard]] known_facts parse_configuration(const std::string &answer);
 
-std::string facts_as_text(const known_facts &facts);
-std::string facts_as_json(const known_facts &facts);
+[[nodiscard]] std::string facts_as_text(const known_facts &facts);
+[[nodiscard]] std::string facts_as_json(const known_facts &facts);

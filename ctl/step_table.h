@@ -21,4 +21,4 @@ struct step_row : step {
 
 /// The steps in the database `file`, in the order in which they were made.  The file is
 /// only read.  Throws failure when it is missing, locked or damaged.
-std::vector<step_row> read_steps(const std::string &file, const step_limits &limits);
+[[nodiscard]] std::vector<step_row> read_steps(const std::string &file, const step_limits &limits);

@@ -9,9 +9,11 @@
 
 #include "drift.h"
 
-std::string steps_as_table(std::span<const step> steps, const std::optional<drift> &fitted);
-std::string steps_as_csv(std::span<const step> steps);
-std::string steps_as_json(std::span<const step> steps, const std::optional<drift> &fitted);
+[[nodiscard]] std::string steps_as_table(std::span<const step> steps,
+                                         const std::optional<drift> &fitted);
+[[nodiscard]] std::string steps_as_csv(std::span<const step> steps);
+[[nodiscard]] std::string steps_as_json(std::span<const step> steps,
+                                        const std::optional<drift> &fitted);
 
 /// "drift 20.05 +/- 0.41 ppm: the clock runs slow, by 12.1 s in a week"
-std::string drift_in_words(const drift &fitted);
+[[nodiscard]] std::string drift_in_words(const drift &fitted);

@@ -10,11 +10,11 @@
 enum class port_holder { nobody, daemon, another, unknown };
 
 /// In words, e.g. "the daemon".
-const char *name_of(port_holder holder) noexcept;
+[[nodiscard]] const char *name_of(port_holder holder) noexcept;
 
 /// The sockets (their inode numbers) bound to this local port, of any address, in a
 /// table as /proc/net/udp has it.
-std::vector<unsigned long> sockets_at(std::string_view table, unsigned port);
+[[nodiscard]] std::vector<unsigned long> sockets_at(std::string_view table, unsigned port);
 
 /// Who holds UDP port 123 in the network that the process `daemon` is in.
-port_holder find_port_holder(pid_t daemon);
+[[nodiscard]] port_holder find_port_holder(pid_t daemon);

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-/// The longest line that the library takes.  A longer one would be dropped without
-/// the end of an answer, and leave us waiting for ever.
+/// The longest line that the library takes.  It drops a longer one without an answer,
+/// and we would wait for ever.
 constexpr std::size_t longest_line = 4094;
 
 struct vty_reply {
@@ -21,7 +21,7 @@ struct vty_reply {
 };
 
 /// The answer in what was received for one command so far; null while it goes on.
-std::optional<vty_reply> parse_reply(std::string_view received);
+[[nodiscard]] std::optional<vty_reply> parse_reply(std::string_view received);
 
 /// Why this line cannot be sent, with what to do, or null.
-const char *why_unsendable(std::string_view line) noexcept;
+[[nodiscard]] const char *why_unsendable(std::string_view line) noexcept;

@@ -16,10 +16,8 @@ namespace {
 using namespace std::chrono_literals;
 
 // Signal handlers know nothing else.
-volatile std::sig_atomic_t interrupt_came =
-    0; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-volatile std::sig_atomic_t interrupt_guarded =
-    0; // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+volatile std::sig_atomic_t interrupt_came = 0;
+volatile std::sig_atomic_t interrupt_guarded = 0;
 
 void note_interrupt(int) { interrupt_came = 1; }
 

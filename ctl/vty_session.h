@@ -36,13 +36,13 @@ class interrupt_guard {
     interrupt_guard &operator=(const interrupt_guard &) = delete;
 
     /// Whether SIGINT came since the last call.
-    static bool take() noexcept;
+    [[nodiscard]] static bool take() noexcept;
 };
 
 /// A session at the daemon's local socket, in the daemon's own node.
 class vty_session {
   public:
-    /// Throws failure; daemon_missing where it is worth to try again later.  Without
+    /// Throws failure; daemon_missing where it is worth trying again later.  Without
     /// a deadline it waits as long as the daemon does, which for a look-up may be long.
     explicit vty_session(const std::string &path, deadline until = std::nullopt);
     ~vty_session();
@@ -69,4 +69,5 @@ class vty_session {
 };
 
 /// Runs one line in a session of its own, so that each begins in the daemon's node.
-vty_reply run_line(const std::string &path, const std::string &line, deadline until = std::nullopt);
+[[nodiscard]] vty_reply run_line(const std::string &path, const std::string &line,
+                                 deadline until = std::nullopt);

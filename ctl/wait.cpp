@@ -17,8 +17,8 @@ using namespace std::chrono_literals;
 using steady = std::chrono::steady_clock;
 
 constexpr auto look_again_after = 1s;
-// Another operator's command may hold the daemon up: the database is to be looked at all
-// the same, and the last look is to be one, too.
+// Another operator's command may hold the daemon up.  The database is looked at all the
+// same, and the last question still gets a second for its answer.
 constexpr auto longest_patience = 5s;
 constexpr auto shortest_patience = 1s;
 

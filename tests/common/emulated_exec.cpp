@@ -10,9 +10,8 @@ extern "C" int execv(const char *path, char *const arguments[]) noexcept {
     static constexpr const char *emulator[] = {HORAD_EMULATOR};
     std::vector<char *> command;
     for (const char *word : emulator)
-        command.push_back(
-            const_cast<char *>(word));           // NOLINT(cppcoreguidelines-pro-type-const-cast)
-    command.push_back(const_cast<char *>(path)); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+        command.push_back(const_cast<char *>(word));
+    command.push_back(const_cast<char *>(path));
     for (char *const *argument = arguments + 1; *argument != nullptr; ++argument)
         command.push_back(*argument);
     command.push_back(nullptr);

@@ -6,7 +6,7 @@ from .fault import faults_in
 
 FAULTS = [
     *faults_in(
-        "ctl/arguments.cpp", "ctl_test arguments.*",
+        "ctl/arguments.cpp", "ctl_test Arguments.*",
         ("longest_timeout = 1e9;", "longest_timeout = 1e8;"),
         ("error != std::errc{} || end != text.end()", "error != std::errc{}"),
         ("if (number < 1)", "if (number < 0)"),
@@ -19,14 +19,14 @@ FAULTS = [
         ('std::strcmp(argv[optind - 1], "--") != 0', "true"),
     ),
     *faults_in(
-        "ctl/boot_watch.h", "ctl_test boot_watch.*",
+        "ctl/boot_watch.h", "ctl_test BootWatch.*",
         ("newest->number <= old_", "newest->number < old_"),
         ("newest->time >= boot", "newest->time > boot"),
         ("&& newest->time <= now", ""),
         ("old_ = newest->number;", ""),
     ),
     *faults_in(
-        "ctl/completion.cpp", "ctl_test completion.*",
+        "ctl/completion.cpp", "ctl_test Completion.*",
         ("result.emplace_back();\n            is_understood_", "is_understood_"),
         ("|| is_placeholder(command[last])", ""),
         ("line.back() == ' ' ||", ""),
@@ -35,7 +35,7 @@ FAULTS = [
         ("is_understood_ = is_understood_ && take('>');", "take('>');"),
     ),
     *faults_in(
-        "ctl/drift.cpp", "ctl_test drift.*",
+        "ctl/drift.cpp", "ctl_test Drift.*",
         ("whole_seconds_variance = 1.0 / 6;", "whole_seconds_variance = 1.0 / 12;"),
         ("std::size_t i = 1; i <", "std::size_t i = 2; i <"),
         ("if (gap <= 0)", "if (gap < 0)"),
@@ -44,7 +44,7 @@ FAULTS = [
         ("std::max(scatter, whole", "std::min(scatter, whole"),
     ),
     *faults_in(
-        "ctl/step_table.cpp", "ctl_test step_table.*",
+        "ctl/step_table.cpp", "ctl_test StepTable.*",
         ("time >= ?1", "time > ?1"),
         ("ORDER BY seq DESC", "ORDER BY seq ASC"),
         ("ifnull(?2, -1)", "ifnull(?2, 1)"),
@@ -54,27 +54,27 @@ FAULTS = [
         ("sqlite3_busy_timeout(db.get(), busy_timeout_ms);", ""),
     ),
     *faults_in(
-        "ctl/steps_text.cpp", "ctl_test steps_text.*",
+        "ctl/steps_text.cpp", "ctl_test StepsText.*",
         ('week < 0 ? "fast" : "slow"', 'week > 0 ? "fast" : "slow"'),
         ("i > 0 ? drift_between(steps[i - 1], steps[i])", "i > 1 ? drift_between(steps[i - 1], steps[i])"),
         ('"time,seconds\\n"', '"time;seconds\\n"'),
     ),
     *faults_in(
-        "ctl/status_answer.cpp", "ctl_test status_answer.*",
+        "ctl/status_answer.cpp", "ctl_test StatusAnswer.*",
         ('state != "off" && state != "dead"', 'state != "off"'),
         ("!state.empty() &&", ""),
         ('text_of(object, "secondServer")', 'text_of(object, "server")'),
         ('facts.database_trouble.empty() ? "none"', '!facts.database_trouble.empty() ? "none"'),
     ),
     *faults_in(
-        "ctl/udp_port.cpp", "ctl_test udp_port.*",
+        "ctl/udp_port.cpp", "ctl_test UdpPort.*",
         ("if (columns.size() < 10)", "if (columns.size() < 2)"),
         ("local.substr(colon + 1), 16, local_port", "local.substr(colon + 1), 10, local_port"),
         ("std::string_view(columns[9])", "std::string_view(columns[8])"),
         ("daemon <= 0 ||", ""),
     ),
     *faults_in(
-        "ctl/utc_time.cpp", "ctl_test utc_time.*",
+        "ctl/utc_time.cpp", "ctl_test UtcTime.*",
         ("days_since_1970(9999, 12, 31) * seconds_in_a_day + 86399", "days_since_1970(9999, 12, 31) * seconds_in_a_day"),
         ("time < lowest ||", "time <= lowest ||"),
         ("*hour > 23", "*hour > 24"),
@@ -83,14 +83,14 @@ FAULTS = [
         ("if (text.size() < digits)\n        return std::nullopt;", ""),
     ),
     *faults_in(
-        "ctl/vty_reply.cpp", "ctl_test vty_reply.*",
+        "ctl/vty_reply.cpp", "ctl_test VtyReply.*",
         ('"\\0\\0\\0"sv', '"\\0\\0"sv'),
         ("received.size() <= mark.size()", "received.size() < mark.size()"),
         ("i + 1 == text.size() || text[i + 1] != '\\n'", "i + 1 == text.size()"),
         ("line.size() > longest_line", "line.size() >= longest_line"),
     ),
     *faults_in(
-        "ctl/vty_session.cpp", "ctl_test vty_session.*",
+        "ctl/vty_session.cpp", "ctl_test VtySession.*",
         ("path_.size() >= sizeof address.sun_path", "path_.size() > sizeof address.sun_path"),
         ("line.size() + 1; // with", "line.size(); // with"),
         ("        close(socket_);\n        throw;", "        throw;"),
@@ -101,7 +101,7 @@ FAULTS = [
         ("setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);", ""),
     ),
     *faults_in(
-        "ctl/picture.cpp", "ctl_test picture.*",
+        "ctl/picture.cpp", "ctl_test Picture.*",
         ("if (!corners.empty())\n            sum +=", "sum +="),
         ("if (x.low == x.high) {", "if (false) {"),
         ("if (y.low == y.high)", "if (false)"),

@@ -28,41 +28,41 @@ std::string refusal(const std::vector<std::string> &words) {
 
 using lines = std::vector<std::string>;
 
-TEST(arguments, nothing_means_the_input) {
+TEST(Arguments, NothingMeansTheInput) {
     const arguments given = parse({});
     EXPECT_EQ(given.what, action::input);
     EXPECT_EQ(given.socket, "/run/horad/horad.vty");
     EXPECT_EQ(given.database, "/var/lib/horad/config.db");
 }
 
-TEST(arguments, words_are_one_line) {
+TEST(Arguments, WordsAreOneLine) {
     const arguments given = parse({"--socket", "/s", "show", "ntp", "json"});
     EXPECT_EQ(given.what, action::lines);
     EXPECT_EQ(given.lines, lines{"show ntp json"});
     EXPECT_EQ(given.socket, "/s");
 }
 
-TEST(arguments, options_behind_a_word_are_words) {
+TEST(Arguments, OptionsAfterAWordAreWords) {
     EXPECT_EQ(parse({"show", "-c", "--json"}).lines, lines{"show -c --json"});
 }
 
-TEST(arguments, a_double_dash_makes_words_of_own_commands) {
+TEST(Arguments, ADoubleDashMakesWordsOfOwnCommands) {
     EXPECT_EQ(parse({"--", "wait", "here"}).lines, lines{"wait here"});
 }
 
-TEST(arguments, lines_repeat_in_order) {
+TEST(Arguments, LinesRepeatInOrder) {
     const arguments given = parse({"-c", "ntp enable", "-cshow ntp", "-c", ""});
     EXPECT_EQ(given.what, action::lines);
     EXPECT_EQ(given.lines, (lines{"ntp enable", "show ntp", ""}));
 }
 
-TEST(arguments, words_and_lines_exclude_each_other) {
+TEST(Arguments, WordsAndLinesExcludeEachOther) {
     for (const char *word : {"show", "status", "steps", "wait"})
         EXPECT_EQ(refusal({"-c", "x", word}),
                   "give either words or -c, not both: see horadctl --help");
 }
 
-TEST(arguments, help_and_version_win) {
+TEST(Arguments, HelpAndVersionWin) {
     EXPECT_EQ(parse({"--help"}).what, action::help);
     EXPECT_EQ(parse({"-h", "--bogus"}).what, action::help);
     EXPECT_EQ(parse({"-V"}).what, action::version);
@@ -72,7 +72,7 @@ TEST(arguments, help_and_version_win) {
     EXPECT_EQ(parse({"wait", "-V"}).what, action::version);
 }
 
-TEST(arguments, status) {
+TEST(Arguments, Status) {
     const arguments given = parse({"status", "--json", "--socket=/s", "--database", "/d"});
     EXPECT_EQ(given.what, action::status);
     EXPECT_TRUE(given.json);
@@ -81,7 +81,7 @@ TEST(arguments, status) {
     EXPECT_FALSE(parse({"status"}).json);
 }
 
-TEST(arguments, steps) {
+TEST(Arguments, Steps) {
     const arguments given =
         parse({"steps", "--last", "12", "--since", "2026-11-23", "--csv", "--svg", "p.svg"});
     EXPECT_EQ(given.what, action::steps);
@@ -91,19 +91,19 @@ TEST(arguments, steps) {
     EXPECT_EQ(given.picture, "p.svg");
 }
 
-TEST(arguments, wait) {
+TEST(Arguments, Wait) {
     EXPECT_EQ(parse({"wait"}).timeout, std::nullopt);
     EXPECT_EQ(parse({"wait", "--timeout", "0"}).timeout, std::chrono::milliseconds{0});
     EXPECT_EQ(parse({"wait", "--timeout", "2.5"}).timeout, std::chrono::milliseconds{2500});
 }
 
-TEST(arguments, the_environment_names_the_database_unless_an_option_does) {
+TEST(Arguments, TheEnvironmentNamesTheDatabaseUnlessAnOptionDoes) {
     EXPECT_EQ(parse({"steps"}, "/e").database, "/e");
     EXPECT_EQ(parse({"steps", "--database", "/d"}, "/e").database, "/d");
     EXPECT_EQ(parse({"steps"}, "").database, "/var/lib/horad/config.db");
 }
 
-TEST(arguments, refusals_say_what_and_where_to_look) {
+TEST(Arguments, RefusalsSayWhatAndWhereToLook) {
     EXPECT_EQ(refusal({"--bogus"}), "unknown or ambiguous option --bogus: see horadctl --help");
     EXPECT_EQ(refusal({"-x"}), "unknown or ambiguous option -x: see horadctl --help");
     EXPECT_EQ(refusal({"steps", "-c", "x"}), "unknown or ambiguous option -c: see horadctl --help");
@@ -119,7 +119,7 @@ TEST(arguments, refusals_say_what_and_where_to_look) {
               "give either --json or --csv, not both: see horadctl --help");
 }
 
-TEST(arguments, values_are_whole_numbers_and_times) {
+TEST(Arguments, ValuesAreWholeNumbersAndTimes) {
     for (const char *value : {"0", "-1"})
         EXPECT_EQ(refusal({"steps", "--last", value}),
                   "--last wants a number from 1 on: see horadctl --help");

@@ -9,24 +9,22 @@ std::optional<step_row> row(std::int64_t number, std::int64_t time) {
     return step_row{{time, 0}, number};
 }
 
-TEST(boot_watch, nothing_recorded) { EXPECT_FALSE(boot_watch().was_set(std::nullopt, 1000, 2000)); }
+TEST(BootWatch, NothingRecorded) { EXPECT_FALSE(boot_watch().was_set(std::nullopt, 1000, 2000)); }
 
-TEST(boot_watch, a_step_since_boot) {
+TEST(BootWatch, AStepSinceBoot) {
     EXPECT_TRUE(boot_watch().was_set(row(1, 1000), 1000, 2000));
     EXPECT_TRUE(boot_watch().was_set(row(1, 2000), 1000, 2000));
 }
 
-TEST(boot_watch, a_step_before_boot) {
-    EXPECT_FALSE(boot_watch().was_set(row(1, 999), 1000, 2000));
-}
+TEST(BootWatch, AStepBeforeBoot) { EXPECT_FALSE(boot_watch().was_set(row(1, 999), 1000, 2000)); }
 
-TEST(boot_watch, a_step_that_lies_in_the_future) {
+TEST(BootWatch, AStepThatLiesInTheFuture) {
     EXPECT_FALSE(boot_watch().was_set(row(1, 2001), 1000, 2000));
 }
 
 /// Without a battery the clock begins anew in the past, and reaches the last step of the
 /// device's former life while it still waits for a server.
-TEST(boot_watch, an_old_step_stays_old_when_the_clock_reaches_it) {
+TEST(BootWatch, AnOldStepStaysOldWhenTheClockReachesIt) {
     boot_watch watch;
     EXPECT_FALSE(watch.was_set(row(7, 1500), 1000, 1010));
     EXPECT_FALSE(watch.was_set(row(7, 1500), 1000, 1600));

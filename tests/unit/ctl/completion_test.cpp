@@ -20,12 +20,12 @@ constexpr char found[] = "  (config)  hostname WORD\n"
 
 words after(std::string_view line) { return completion(found).candidates(line); }
 
-TEST(completion, splits_words) {
+TEST(Completion, SplitsWords) {
     EXPECT_EQ(split_words("  show\tntp "), (words{"show", "ntp"}));
     EXPECT_EQ(split_words(" "), words{});
 }
 
-TEST(completion, knows_the_notation) {
+TEST(Completion, KnowsTheNotation) {
     EXPECT_EQ(forms_of("show timezone"), (forms{{"show", "timezone"}}));
     EXPECT_EQ(forms_of("show ntp [json]"), (forms{{"show", "ntp", "json"}, {"show", "ntp"}}));
     EXPECT_EQ(forms_of("ntp <disable|enable>"), (forms{{"ntp", "disable"}, {"ntp", "enable"}}));
@@ -36,19 +36,19 @@ TEST(completion, knows_the_notation) {
                                                     {"a", "f"}}));
 }
 
-TEST(completion, leaves_alone_what_it_does_not_understand) {
+TEST(Completion, LeavesAloneWhatItDoesNotUnderstand) {
     for (const char *text : {"a {b|c}", "a <b", "a [b", "a ]", "a >"})
         EXPECT_EQ(forms_of(text), forms{}) << text;
 }
 
-TEST(completion, offers_first_words) {
+TEST(Completion, OffersFirstWords) {
     EXPECT_EQ(after(""),
               (words{"debug", "do", "dst", "exit", "no", "ntp", "second", "show", "timezone"}));
     EXPECT_EQ(after("d"), (words{"debug", "do", "dst"}));
     EXPECT_EQ(after("x"), words{});
 }
 
-TEST(completion, offers_what_can_follow) {
+TEST(Completion, OffersWhatCanFollow) {
     EXPECT_EQ(after("ntp "), (words{"disable", "enable", "server"}));
     EXPECT_EQ(after("ntp e"), words{"enable"});
     EXPECT_EQ(after("show ntp "), (words{"json", "status"}));
@@ -57,19 +57,19 @@ TEST(completion, offers_what_can_follow) {
     EXPECT_EQ(after("timezone continent "), (words{"Africa", "Europe"}));
 }
 
-TEST(completion, understands_shortened_words) {
+TEST(Completion, UnderstandsShortenedWords) {
     EXPECT_EQ(after("sh n s"), words{"status"});
     EXPECT_EQ(after("  timez  cont Eu "), words{"location"});
 }
 
-TEST(completion, makes_up_no_words_of_the_operators) {
+TEST(Completion, MakesUpNoWordsOfTheOperators) {
     EXPECT_EQ(after("ntp server "), words{});
     EXPECT_EQ(after("ntp server a "), words{});
     EXPECT_EQ(after("timezone continent Europe location "), words{});
     EXPECT_EQ(after("show ntp json "), words{});
 }
 
-TEST(completion, has_the_commands_of_other_levels_that_matter) {
+TEST(Completion, HasTheCommandsOfOtherLevelsThatMatter) {
     EXPECT_EQ(after("show r"), words{"running-config"});
     EXPECT_EQ(after("do write "), words{"file"});
     EXPECT_EQ(after("debug ntp "), (words{"off", "on"}));

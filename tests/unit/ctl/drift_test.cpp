@@ -18,70 +18,70 @@ std::vector<step> weekly(std::vector<std::int64_t> seconds) {
     return steps;
 }
 
-TEST(drift, takes_two_steps) {
+TEST(Drift, TakesTwoSteps) {
     EXPECT_FALSE(fit_drift({}));
     EXPECT_FALSE(fit_drift(weekly({2220})));
 }
 
-TEST(drift, takes_time_between_them) {
+TEST(Drift, TakesTimeBetweenThem) {
     EXPECT_FALSE(fit_drift(std::vector<step>{{1000, 5}, {1000, 3}}));
     EXPECT_FALSE(fit_drift(std::vector<step>{{1000, 5}, {900, 3}}));
 }
 
-TEST(drift, is_seconds_stepped_by_seconds_gone) {
+TEST(Drift, IsSecondsSteppedBySecondsGone) {
     const auto fitted = fit_drift(weekly({2220, 12}));
     ASSERT_TRUE(fitted);
     EXPECT_DOUBLE_EQ(fitted->ppm, 12e6 / week);
     EXPECT_DOUBLE_EQ(fitted->error_before_next_seconds, 12);
 }
 
-TEST(drift, is_negative_for_a_fast_clock) {
+TEST(Drift, IsNegativeForAFastClock) {
     const auto fitted = fit_drift(weekly({0, -12, -12}));
     ASSERT_TRUE(fitted);
     EXPECT_DOUBLE_EQ(fitted->ppm, -12e6 / week);
     EXPECT_DOUBLE_EQ(fitted->error_before_next_seconds, -12);
 }
 
-TEST(drift, of_one_gap_is_as_uncertain_as_whole_seconds_are) {
+TEST(Drift, OfOneGapIsAsUncertainAsWholeSecondsAre) {
     const auto fitted = fit_drift(weekly({0, 12}));
     ASSERT_TRUE(fitted);
     EXPECT_DOUBLE_EQ(fitted->ppm_uncertainty, std::sqrt(floor_variance) / week * 1e6);
 }
 
-TEST(drift, that_fits_too_well_is_as_uncertain_as_whole_seconds_are) {
+TEST(Drift, ThatFitsTooWellIsAsUncertainAsWholeSecondsAre) {
     const auto fitted = fit_drift(weekly({0, 12, 12, 12, 12}));
     ASSERT_TRUE(fitted);
     EXPECT_DOUBLE_EQ(fitted->ppm_uncertainty, std::sqrt(floor_variance / 4) / week * 1e6);
 }
 
-TEST(drift, that_scatters_is_as_uncertain_as_its_scatter) {
+TEST(Drift, ThatScattersIsAsUncertainAsItsScatter) {
     const auto fitted = fit_drift(weekly({0, 8, 16}));
     ASSERT_TRUE(fitted);
     EXPECT_DOUBLE_EQ(fitted->error_before_next_seconds, 12);
     EXPECT_DOUBLE_EQ(fitted->ppm_uncertainty, std::sqrt(32.0 / 2) / week * 1e6);
 }
 
-TEST(drift, counts_long_gaps_by_their_squares) {
+TEST(Drift, CountsLongGapsByTheirSquares) {
     const auto fitted = fit_drift(std::vector<step>{{0, 7}, {1000, 1}, {1000 + week, 12}});
     ASSERT_TRUE(fitted);
     EXPECT_DOUBLE_EQ(fitted->ppm, (1e3 * 1 + 1.0 * week * 12) / (1e6 + 1.0 * week * week) * 1e6);
 }
 
-TEST(drift, passes_over_a_gap_without_time) {
+TEST(Drift, PassesOverAGapWithoutTime) {
     const auto with = fit_drift(
         std::vector<step>{{0, 0}, {week, 12}, {week, 99}, {week - 50, 99}, {2 * week - 50, 12}});
     ASSERT_TRUE(with);
     EXPECT_DOUBLE_EQ(with->ppm, 12e6 / week);
 }
 
-TEST(drift, of_the_ends_of_time_is_a_number) {
+TEST(Drift, OfTheEndsOfTimeIsANumber) {
     const auto fitted = fit_drift(std::vector<step>{{INT64_MIN, 0}, {INT64_MAX, INT64_MAX}});
     ASSERT_TRUE(fitted);
     EXPECT_TRUE(std::isfinite(fitted->ppm));
     EXPECT_TRUE(std::isfinite(fitted->ppm_uncertainty));
 }
 
-TEST(drift, between_two) {
+TEST(Drift, BetweenTwo) {
     EXPECT_DOUBLE_EQ(drift_between({0, 5}, {1'000'000, 20}).value(), 20);
     EXPECT_FALSE(drift_between({10, 0}, {10, 1}));
     EXPECT_FALSE(drift_between({10, 0}, {9, 1}));
@@ -89,8 +89,8 @@ TEST(drift, between_two) {
 
 /// Clocks of known drift, stepped as the daemon does it: the difference of two whole
 /// seconds.  The fit is right, and wrong by as much as it says.
-TEST(drift, is_found_within_its_uncertainty) {
-    std::mt19937_64 dice(1); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same every time
+TEST(Drift, IsFoundWithinItsUncertainty) {
+    std::mt19937_64 dice(1); // the same every time
     std::uniform_real_distribution<double> fraction(0, 1);
     std::uniform_real_distribution<double> ppm(-60, 60);
     std::uniform_int_distribution<int> gap_days(1, 14);

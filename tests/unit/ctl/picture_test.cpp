@@ -34,14 +34,14 @@ std::vector<double> numbers_of(const std::string &svg, const std::string &css_cl
     return numbers;
 }
 
-TEST(picture, of_nothing_says_so) {
+TEST(Picture, OfNothingSaysSo) {
     const std::string svg = draw({});
     EXPECT_NE(svg.find("no steps recorded"), std::string::npos);
     EXPECT_EQ(count(svg, "<circle"), 0);
     EXPECT_TRUE(svg.starts_with("<svg ") && svg.ends_with("</svg>\n"));
 }
 
-TEST(picture, of_one_step_is_a_dot) {
+TEST(Picture, OfOneStepIsADot) {
     const std::string svg = draw({{1795420800, 2220}});
     EXPECT_EQ(count(svg, "<circle"), 1);
     EXPECT_EQ(count(svg, "<path class=\"fit\""), 0);
@@ -49,7 +49,7 @@ TEST(picture, of_one_step_is_a_dot) {
     EXPECT_NE(svg.find(">11-23 12:00"), std::string::npos);
 }
 
-TEST(picture, is_a_staircase_of_all_but_the_first) {
+TEST(Picture, IsAStaircaseOfAllButTheFirst) {
     const std::string svg = draw({{0, 2220}, {week, 10}, {2 * week, 10}});
     EXPECT_EQ(count(svg, "<circle"), 3);
     // Begin, then along and up for each of two steps of the same size.
@@ -63,7 +63,7 @@ TEST(picture, is_a_staircase_of_all_but_the_first) {
     EXPECT_GT(at[1] - at[3], 80);
 }
 
-TEST(picture, has_the_fit_within_its_sigma) {
+TEST(Picture, HasTheFitWithinItsSigma) {
     const std::vector<step> steps{{0, 0}, {week, 10}, {2 * week, 12}, {3 * week, 11}};
     const std::string svg = draw(steps);
     const std::vector<double> fit = numbers_of(svg, "fit");
@@ -77,12 +77,12 @@ TEST(picture, has_the_fit_within_its_sigma) {
     EXPECT_LT(sigma[5], fit[3]);
 }
 
-TEST(picture, of_a_fast_clock_goes_down) {
+TEST(Picture, OfAFastClockGoesDown) {
     const std::vector<double> fit = numbers_of(draw({{0, 0}, {week, -10}}), "fit");
     EXPECT_LT(fit[1], fit[3]);
 }
 
-TEST(picture, stays_on_its_paper) {
+TEST(Picture, StaysOnItsPaper) {
     const std::vector<std::vector<step>> cases{
         {{0, 0}, {1, 1}},
         {{0, 0}, {0, 0}},

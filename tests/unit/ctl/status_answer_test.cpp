@@ -13,25 +13,25 @@ client_state state_of(const std::string &state, const std::string &last_answer) 
 
 constexpr char answer[] = R"({"time":"2026-11-23T08:00:00Z","address":"10.0.0.2"})";
 
-TEST(status_answer, every_state_but_two_is_running) {
+TEST(StatusAnswer, EveryStateButTwoIsRunning) {
     for (const char *state : {"lookingUp", "waiting", "retrying", "resting"})
         EXPECT_TRUE(state_of(state, "null").is_running) << state;
     for (const char *state : {"off", "dead", ""})
         EXPECT_FALSE(state_of(state, answer).is_running) << state;
 }
 
-TEST(status_answer, an_answer_is_one_by_which_the_clock_was_set) {
+TEST(StatusAnswer, AnAnswerIsOneByWhichTheClockWasSet) {
     EXPECT_TRUE(state_of("resting", answer).has_set_clock);
     EXPECT_FALSE(state_of("resting", "null").has_set_clock);
     EXPECT_FALSE(parse_client_state(R"({"state":"resting"})").has_set_clock);
 }
 
-TEST(status_answer, what_is_no_object_is_refused) {
+TEST(StatusAnswer, WhatIsNoObjectIsRefused) {
     for (const char *text : {"", "% Unknown command", "[1]", "null", R"({"state":)"})
-        EXPECT_THROW(parse_client_state(text), failure) << text;
+        EXPECT_THROW(static_cast<void>(parse_client_state(text)), failure) << text;
 }
 
-TEST(status_answer, the_configuration_has_servers_and_state) {
+TEST(StatusAnswer, TheConfigurationHasServersAndState) {
     const known_facts facts = parse_configuration(
         R"({"status":true,"server":"a.example","secondServer":"","continentCity":"x"})");
     EXPECT_TRUE(facts.enabled);
@@ -51,7 +51,7 @@ known_facts some_facts() {
     return facts;
 }
 
-TEST(status_answer, facts_as_text) {
+TEST(StatusAnswer, FactsAsText) {
     EXPECT_EQ(facts_as_text(some_facts()),
               "State          unknown: the module horad_status is not loaded (option -M "
               "horad_status)\n"
@@ -61,7 +61,7 @@ TEST(status_answer, facts_as_text) {
               "Last step      2026-11-23T08:00:00Z, by -2 s\n");
 }
 
-TEST(status_answer, facts_as_text_without_a_step) {
+TEST(StatusAnswer, FactsAsTextWithoutAStep) {
     known_facts facts = some_facts();
     facts.last_step.reset();
     EXPECT_NE(facts_as_text(facts).find("Last step      none\n"), std::string::npos);
@@ -70,7 +70,7 @@ TEST(status_answer, facts_as_text_without_a_step) {
               std::string::npos);
 }
 
-TEST(status_answer, facts_as_json) {
+TEST(StatusAnswer, FactsAsJson) {
     EXPECT_EQ(facts_as_json(some_facts()), R"({
   "state":"unknown",
   "reason":"the module horad_status is not loaded",

@@ -11,15 +11,15 @@
 
 namespace {
 
-class step_table : public testing::Test {
+class StepTable : public testing::Test {
   protected:
-    step_table() {
+    StepTable() {
         EXPECT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
         run("PRAGMA journal_mode = WAL");
         run("CREATE TABLE clock_step (seq INTEGER PRIMARY KEY, time INTEGER NOT NULL, "
             "diff INTEGER NOT NULL, area INTEGER NOT NULL, id INTEGER NOT NULL)");
     }
-    ~step_table() override { sqlite3_close(db); }
+    ~StepTable() override { sqlite3_close(db); }
 
     void run(const std::string &sql) const {
         EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
@@ -40,7 +40,7 @@ class step_table : public testing::Test {
 
     static std::string refusal(const std::string &path) {
         try {
-            read_steps(path, {});
+            static_cast<void>(read_steps(path, {}));
         } catch (const failure &trouble) {
             EXPECT_EQ(trouble.status, not_well);
             return trouble.what();
@@ -55,9 +55,9 @@ class step_table : public testing::Test {
 
 using numbers = std::vector<std::int64_t>;
 
-TEST_F(step_table, may_be_empty) { EXPECT_EQ(seconds(), numbers{}); }
+TEST_F(StepTable, MayBeEmpty) { EXPECT_EQ(seconds(), numbers{}); }
 
-TEST_F(step_table, is_read_in_the_order_of_recording) {
+TEST_F(StepTable, IsReadInTheOrderOfRecording) {
     store(3000, 1);
     store(1000, -2);
     store(2000, 3);
@@ -69,14 +69,14 @@ TEST_F(step_table, is_read_in_the_order_of_recording) {
     EXPECT_EQ(seconds(), (numbers{1, -2, 3}));
 }
 
-TEST_F(step_table, is_limited_to_the_latest) {
+TEST_F(StepTable, IsLimitedToTheLatest) {
     for (int i = 1; i <= 5; ++i)
         store(i * 1000, i);
     EXPECT_EQ(seconds({.last = 2}), (numbers{4, 5}));
     EXPECT_EQ(seconds({.last = 9}), (numbers{1, 2, 3, 4, 5}));
 }
 
-TEST_F(step_table, is_limited_to_a_time_and_later) {
+TEST_F(StepTable, IsLimitedToATimeAndLater) {
     for (int i = 1; i <= 5; ++i)
         store(i * 1000, i);
     EXPECT_EQ(seconds({.since = 3000}), (numbers{3, 4, 5}));
@@ -84,7 +84,7 @@ TEST_F(step_table, is_limited_to_a_time_and_later) {
     EXPECT_EQ(seconds({.last = 1, .since = 3000}), numbers{5});
 }
 
-TEST_F(step_table, is_not_changed_by_reading) {
+TEST_F(StepTable, IsNotChangedByReading) {
     store(1000, 1);
     run("PRAGMA wal_checkpoint(TRUNCATE)");
     std::ifstream before(file, std::ios::binary);
@@ -95,7 +95,7 @@ TEST_F(step_table, is_not_changed_by_reading) {
 }
 
 /// The daemon writes while we read.
-TEST_F(step_table, is_read_beside_a_writer) {
+TEST_F(StepTable, IsReadBesideAWriter) {
     store(1000, 1);
     run("BEGIN IMMEDIATE");
     store(2000, 2);
@@ -104,32 +104,32 @@ TEST_F(step_table, is_read_beside_a_writer) {
     EXPECT_EQ(seconds(), (numbers{1, 2}));
 }
 
-TEST_F(step_table, missing) {
+TEST_F(StepTable, Missing) {
     const std::string path = folder.path() / "none.db";
     EXPECT_EQ(refusal(path), path + ": No such file or directory: the daemon makes it at its "
                                     "start; name another with --database");
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST_F(step_table, a_folder) {
+TEST_F(StepTable, AFolder) {
     EXPECT_EQ(refusal(folder.path()),
               std::string(folder.path()) + ": no file: name the database with --database");
 }
 
-TEST_F(step_table, locked) {
+TEST_F(StepTable, Locked) {
     run("PRAGMA locking_mode = EXCLUSIVE");
     store(1000, 1);
     EXPECT_EQ(refusal(file), file + ": database is locked: another program holds it: try again");
 }
 
-TEST_F(step_table, corrupt) {
+TEST_F(StepTable, Corrupt) {
     const std::string path = folder.path() / "bad.db";
     std::ofstream(path) << std::string(5000, 'x');
     EXPECT_EQ(refusal(path), path + ": file is not a database: it is damaged: move it away, the "
                                     "daemon makes a new one");
 }
 
-TEST_F(step_table, damaged_inside) {
+TEST_F(StepTable, DamagedInside) {
     run("BEGIN");
     for (int i = 0; i < 2000; ++i)
         store(i, i);
@@ -146,13 +146,13 @@ TEST_F(step_table, damaged_inside) {
                                     "away, the daemon makes a new one");
 }
 
-TEST_F(step_table, not_the_daemons) {
+TEST_F(StepTable, NotTheDaemons) {
     const std::string path = folder.path() / "empty.db";
     std::ofstream{path};
     EXPECT_EQ(refusal(path), path + ": no such table: clock_step: is this horad's database?");
 }
 
-TEST_F(step_table, names_with_a_meaning_for_sqlite_are_files) {
+TEST_F(StepTable, NamesWithAMeaningForSqliteAreFiles) {
     const auto here = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     EXPECT_EQ(refusal(":memory:").substr(0, 35), ":memory:: No such file or directory");

@@ -10,7 +10,7 @@ const std::vector<step> none;
 const std::vector<step> one{{1795420800, 2220}};
 const std::vector<step> two{{1795420800, 2220}, {1796025600, 12}};
 
-TEST(steps_text, table) {
+TEST(StepsText, Table) {
     EXPECT_EQ(steps_as_table(two, fit_drift(two)),
               "time                      seconds        ppm\n"
               "2026-11-23T08:00:00Z         2220          -\n"
@@ -18,7 +18,7 @@ TEST(steps_text, table) {
               "drift 19.84 +/- 0.68 ppm: the clock runs slow, by 12.0 s in a week\n");
 }
 
-TEST(steps_text, table_without_a_drift) {
+TEST(StepsText, TableWithoutADrift) {
     EXPECT_EQ(steps_as_table(one, fit_drift(one)),
               "time                      seconds        ppm\n"
               "2026-11-23T08:00:00Z         2220          -\n"
@@ -26,18 +26,18 @@ TEST(steps_text, table_without_a_drift) {
     EXPECT_EQ(steps_as_table(none, fit_drift(none)), "no steps recorded\n");
 }
 
-TEST(steps_text, a_fast_clock) {
+TEST(StepsText, AFastClock) {
     EXPECT_EQ(drift_in_words({-20, 0.5, -12.096}),
               "drift -20.00 +/- 0.50 ppm: the clock runs fast, by 12.1 s in a week");
 }
 
-TEST(steps_text, csv) {
+TEST(StepsText, Csv) {
     EXPECT_EQ(steps_as_csv(two),
               "time,seconds\n2026-11-23T08:00:00Z,2220\n2026-11-30T08:00:00Z,12\n");
     EXPECT_EQ(steps_as_csv(none), "time,seconds\n");
 }
 
-TEST(steps_text, json) {
+TEST(StepsText, Json) {
     EXPECT_EQ(steps_as_json(two, fit_drift(two)), R"({
   "steps":[
     {
@@ -56,7 +56,7 @@ TEST(steps_text, json) {
 )");
 }
 
-TEST(steps_text, json_without_a_drift) {
+TEST(StepsText, JsonWithoutADrift) {
     EXPECT_EQ(steps_as_json(none, fit_drift(none)), R"({
   "steps":[
   ],

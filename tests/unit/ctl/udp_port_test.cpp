@@ -18,22 +18,20 @@ constexpr char table[] =
 
 using inodes = std::vector<unsigned long>;
 
-TEST(udp_port, is_that_of_the_local_address) {
+TEST(UdpPort, IsThatOfTheLocalAddress) {
     EXPECT_EQ(sockets_at(table, 123), (inodes{18265, 18266}));
     EXPECT_EQ(sockets_at(table, 53), inodes{4711});
     EXPECT_EQ(sockets_at(table, 124), inodes{});
 }
 
-TEST(udp_port, of_a_broken_table_is_nobodys) {
+TEST(UdpPort, OfABrokenTableIsNobodys) {
     EXPECT_EQ(sockets_at("", 123), inodes{});
     EXPECT_EQ(sockets_at("a b c d e f g h i j k\n:007B :007B\n", 123), inodes{});
 }
 
-TEST(udp_port, of_an_unknown_process_is_unknown) {
-    EXPECT_EQ(find_port_holder(0), port_holder::unknown);
-}
+TEST(UdpPort, OfAnUnknownProcessIsUnknown) { EXPECT_EQ(find_port_holder(0), port_holder::unknown); }
 
-TEST(udp_port, holders_have_names) {
+TEST(UdpPort, HoldersHaveNames) {
     EXPECT_STREQ(name_of(port_holder::nobody), "nobody");
     EXPECT_STREQ(name_of(port_holder::daemon), "the daemon");
     EXPECT_STREQ(name_of(port_holder::another), "another program");

@@ -5,14 +5,14 @@
 
 namespace {
 
-TEST(utc_time, is_written_as_iso_8601) {
+TEST(UtcTime, IsWrittenAsIso8601) {
     EXPECT_EQ(format_utc(0), "1970-01-01T00:00:00Z");
     EXPECT_EQ(format_utc(-1), "1969-12-31T23:59:59Z");
     EXPECT_EQ(format_utc(1795420800), "2026-11-23T08:00:00Z");
     EXPECT_EQ(format_utc(951827696), "2000-02-29T12:34:56Z");
 }
 
-TEST(utc_time, outside_four_digits_is_a_number) {
+TEST(UtcTime, OutsideFourDigitsIsANumber) {
     EXPECT_EQ(format_utc(253402300799), "9999-12-31T23:59:59Z");
     EXPECT_EQ(format_utc(253402300800), "@253402300800");
     EXPECT_EQ(format_utc(-62167219200), "0000-01-01T00:00:00Z");
@@ -21,7 +21,7 @@ TEST(utc_time, outside_four_digits_is_a_number) {
     EXPECT_EQ(format_utc(INT64_MAX), "@9223372036854775807");
 }
 
-TEST(utc_time, is_read_in_several_forms) {
+TEST(UtcTime, IsReadInSeveralForms) {
     EXPECT_EQ(parse_utc("2026-11-23"), 1795392000);
     for (const char *text : {"2026-11-23T08:00:00Z", "2026-11-23T08:00:00", "2026-11-23T08:00Z",
                              "2026-11-23T08:00", "2026-11-23 08:00:00", "2026-11-23t08:00:00z"})
@@ -30,12 +30,12 @@ TEST(utc_time, is_read_in_several_forms) {
     EXPECT_EQ(parse_utc("2000-02-29T12:34:56Z"), 951827696);
 }
 
-TEST(utc_time, reads_what_it_writes) {
+TEST(UtcTime, ReadsWhatItWrites) {
     for (std::int64_t time = -62167219200; time <= 253402300799; time += 86400 * 97 + 12345)
         ASSERT_EQ(parse_utc(format_utc(time)), time);
 }
 
-TEST(utc_time, anything_else_is_no_time) {
+TEST(UtcTime, AnythingElseIsNoTime) {
     for (const char *text : {"",
                              "now",
                              "2026",

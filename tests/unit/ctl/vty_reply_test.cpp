@@ -7,7 +7,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-TEST(vty_reply, ends_with_three_nul_bytes_and_a_code) {
+TEST(VtyReply, EndsWithThreeNulBytesAndACode) {
     const auto reply = parse_reply("text\n\0\0\0\2"sv);
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->text, "text\n");
@@ -15,29 +15,27 @@ TEST(vty_reply, ends_with_three_nul_bytes_and_a_code) {
     EXPECT_FALSE(reply->succeeded());
 }
 
-TEST(vty_reply, may_be_empty) {
+TEST(VtyReply, MayBeEmpty) {
     const auto reply = parse_reply("\0\0\0\0"sv);
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->text, "");
     EXPECT_TRUE(reply->succeeded());
 }
 
-TEST(vty_reply, has_a_code_of_eight_bits) {
-    EXPECT_EQ(parse_reply("\0\0\0\377"sv).value().code, 255);
-}
+TEST(VtyReply, HasACodeOfEightBits) { EXPECT_EQ(parse_reply("\0\0\0\377"sv).value().code, 255); }
 
-TEST(vty_reply, is_whole_only_with_its_last_byte) {
+TEST(VtyReply, IsWholeOnlyWithItsLastByte) {
     constexpr std::string_view whole = "a\r\n% b\n\0\0\0\0"sv;
     for (std::size_t size = 0; size < whole.size(); ++size)
         EXPECT_FALSE(parse_reply(whole.substr(0, size))) << size;
     EXPECT_TRUE(parse_reply(whole));
 }
 
-TEST(vty_reply, has_plain_line_ends) {
+TEST(VtyReply, HasPlainLineEnds) {
     EXPECT_EQ(parse_reply("one\r\ntwo\n\rthree\r\0\0\0\0"sv).value().text, "one\ntwo\n\rthree\r");
 }
 
-TEST(vty_reply, lines_that_would_hang_us_are_not_sent) {
+TEST(VtyReply, LinesThatWouldHangUsAreNotSent) {
     EXPECT_EQ(why_unsendable("show ntp"), nullptr);
     EXPECT_EQ(why_unsendable(std::string(4094, 'a')), nullptr);
     EXPECT_STREQ(why_unsendable(std::string(4095, 'a')),

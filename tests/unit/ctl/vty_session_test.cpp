@@ -89,7 +89,7 @@ behaviour answer_to(const std::string &line, std::optional<std::string> answer) 
 
 template <typename Failure> std::string failure_of(const std::string &path, deadline until = {}) {
     try {
-        run_line(path, "x", until);
+        static_cast<void>(run_line(path, "x", until));
     } catch (const Failure &trouble) {
         EXPECT_EQ(trouble.status, no_daemon);
         return trouble.what();
@@ -97,7 +97,7 @@ template <typename Failure> std::string failure_of(const std::string &path, dead
     return "none";
 }
 
-TEST(vty_session, leads_into_the_daemons_node) {
+TEST(VtySession, LeadsIntoTheDaemonsNode) {
     fake_daemon daemon(answer_to("show ntp", "on\r\n"s + success));
     const vty_reply reply = run_line(daemon.path, "show ntp");
     EXPECT_EQ(reply.text, "on\n");
@@ -106,7 +106,7 @@ TEST(vty_session, leads_into_the_daemons_node) {
               (std::vector<std::string>{"enable", "configure terminal", "ntp", "show ntp"}));
 }
 
-TEST(vty_session, takes_large_answers) {
+TEST(VtySession, TakesLargeAnswers) {
     const std::string large(3'000'000, 'a');
     fake_daemon daemon(answer_to("x", large + "\0\0\0\3"s));
     const vty_reply reply = run_line(daemon.path, "x");
@@ -114,25 +114,25 @@ TEST(vty_session, takes_large_answers) {
     EXPECT_EQ(reply.code, 3);
 }
 
-TEST(vty_session, tells_the_daemons_process) {
+TEST(VtySession, TellsTheDaemonsProcess) {
     fake_daemon daemon(answer_to("x", success));
     EXPECT_EQ(vty_session(daemon.path).daemon(), getpid());
 }
 
-TEST(vty_session, a_daemon_that_goes_away_in_the_middle) {
+TEST(VtySession, ADaemonThatGoesAwayInTheMiddle) {
     fake_daemon daemon(answer_to("x", std::nullopt));
     EXPECT_EQ(failure_of<daemon_missing>(daemon.path),
               daemon.path + ": the daemon went away in the middle of an answer: see journalctl -u "
                             "horad");
 }
 
-TEST(vty_session, another_programs_socket) {
+TEST(VtySession, AnotherProgramsSocket) {
     fake_daemon daemon(answer_to("ntp", "% Unknown command\n\0\0\0\2"s));
     EXPECT_EQ(failure_of<failure>(daemon.path),
               daemon.path + ": a daemon that does not know \"ntp\": is this horad's socket?");
 }
 
-TEST(vty_session, nobody_there) {
+TEST(VtySession, NobodyThere) {
     const temp_folder folder;
     const std::string path = folder.path() / "horad.vty";
     EXPECT_EQ(failure_of<daemon_missing>(path),
@@ -140,7 +140,7 @@ TEST(vty_session, nobody_there) {
                      "--socket?");
 }
 
-TEST(vty_session, a_socket_that_a_dead_daemon_left) {
+TEST(VtySession, ASocketThatADeadDaemonLeft) {
     const temp_folder folder;
     const std::string path = folder.path() / "horad.vty";
     ASSERT_EQ(mknod(path.c_str(), S_IFSOCK | 0600, 0), 0);
@@ -149,7 +149,7 @@ TEST(vty_session, a_socket_that_a_dead_daemon_left) {
                      "another --socket?");
 }
 
-TEST(vty_session, a_socket_of_another_kind) {
+TEST(VtySession, ASocketOfAnotherKind) {
     const temp_folder folder;
     const std::string path = folder.path() / "horad.vty";
     const int other = socket(AF_UNIX, SOCK_DGRAM, 0);
@@ -161,13 +161,13 @@ TEST(vty_session, a_socket_of_another_kind) {
     close(other);
 }
 
-TEST(vty_session, a_name_too_long) {
+TEST(VtySession, ANameTooLong) {
     const std::string path = "/" + std::string(108, 'a');
     EXPECT_EQ(failure_of<failure>(path),
               path + ": too long for a socket's name: name it by a shorter path");
 }
 
-TEST(vty_session, a_silent_daemon_is_waited_for_until_the_deadline) {
+TEST(VtySession, ASilentDaemonIsWaitedForUntilTheDeadline) {
     fake_daemon daemon(answer_to("x", ""));
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(failure_of<timed_out>(daemon.path, begin + 200ms),
@@ -176,7 +176,7 @@ TEST(vty_session, a_silent_daemon_is_waited_for_until_the_deadline) {
 }
 
 /// As a daemon that is stopped: its queue of sessions is full, and nobody takes one.
-TEST(vty_session, a_full_queue_is_waited_for_until_the_deadline) {
+TEST(VtySession, AFullQueueIsWaitedForUntilTheDeadline) {
     const temp_folder folder;
     const std::string path = folder.path() / "horad.vty";
     const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
@@ -192,7 +192,7 @@ TEST(vty_session, a_full_queue_is_waited_for_until_the_deadline) {
     close(listener);
 }
 
-TEST(vty_session, an_interrupt_ends_waiting_where_it_is_guarded) {
+TEST(VtySession, AnInterruptEndsWaitingWhereItIsGuarded) {
     fake_daemon daemon(answer_to("x", ""));
     const interrupt_guard guard;
     const pthread_t waiting = pthread_self();
@@ -205,7 +205,7 @@ TEST(vty_session, an_interrupt_ends_waiting_where_it_is_guarded) {
     EXPECT_FALSE(interrupt_guard::take());
 }
 
-TEST(vty_session, a_line_that_cannot_be_sent) {
+TEST(VtySession, ALineThatCannotBeSent) {
     fake_daemon daemon(answer_to("x", success));
     EXPECT_THROW(run_line(daemon.path, std::string(5000, 'a')), failure);
 }
