@@ -1,16 +1,18 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The list of a zone's changes in /tmp/dstconfig."""
-from __future__ import annotations
+"""The list of a zone's changes in /tmp/dstconfig, also where it cannot be made, or not whole.
 
-import shutil
+All other zones, years, options and failures: tests/differential/zone_dump/python_dump.py.
+"""
+from __future__ import annotations
 
 from lab import Called
 from lab.bench import Bench
-from lab.exported import DUMP, ZONES, calls, content, years
+from lab.exported import DUMP, calls, content, years
 from tests.models.local_times import instant, year_start
 from tests.models.zone_dump import LONDON_2020, changes, dump_text, zone_of
 
 DONE = Called(0)
+CANNOT_OPEN = b'********zdump:fopen("/tmp/dstconfig", "cw") error..!'
 
 SYDNEY_2021 = b"""\
 Australia/Sydney  -9223372036854775808 = NULL
@@ -46,62 +48,6 @@ def test_known_zones(bench: Bench) -> None:
     assert content(bench.world, DUMP) == LONDON_2020.replace(b"Europe/London", rule.encode())
 
 
-def test_zones_of_the_world(bench: Bench) -> None:
-    """Several in one list; odd offsets, offsets with seconds, a skipped day, many changes among them."""
-    shim = calls(bench)
-    for zones, low, high in (
-        (["Africa/Casablanca", "Australia/Lord_Howe", "America/St_Johns", "Pacific/Apia"], 2008, 2040),
-        (["Europe/Dublin", "Asia/Pyongyang", "Asia/Kathmandu", "UTC0", "Antarctica/Troll"], 1980, 2020),
-        (["Europe/Amsterdam", "America/New_York"], 1883, 1950),
-        (["Europe/Paris"], 2020, 2150),
-    ):
-        assert years(shim, f"{low},{high}", *zones) == DONE
-        assert content(bench.world, DUMP) == dump_text(zones, low, high)
-
-
-def test_bounds_are_first_seconds_of_years(bench: Bench) -> None:
-    """A change at midnight of the new year, in UTC, belongs to the year before as well."""
-    shim = calls(bench)
-    zone = "AAA0BBB0,0/0,J180/0"
-    assert years(shim, "2020,2021", zone) == DONE
-    days = [line.split()[1:6] for line in (content(bench.world, DUMP) or b"").decode().splitlines()[2:-2]]
-    assert days == [
-        ["Sun", "Jun", "28", "23:59:59", "2020"], ["Mon", "Jun", "29", "00:00:00", "2020"],
-        ["Thu", "Dec", "31", "23:59:59", "2020"], ["Fri", "Jan", "1", "00:00:00", "2021"],
-    ]
-
-
-def test_other_forms_of_years(bench: Bench) -> None:
-    shim = calls(bench)
-    for one, other in (("2021", "-500,2021"), (None, "-500,2500")):
-        answers = []
-        for cut_off in (one, other):
-            assert years(shim, cut_off, "Europe/London") == DONE
-            answers.append(content(bench.world, DUMP))
-        assert answers[0] == answers[1]
-        assert answers[0] is not None and len(answers[0]) >= len(LONDON_2020)
-    # Without "-c" the years are not looked at.
-    assert shim.call("zdump_main", "zdump", "", "x", "-v", "Europe/London") == DONE
-    assert content(bench.world, DUMP) == answers[0]
-
-
-def test_early_years(bench: Bench) -> None:
-    """Year 0 and before, and a year of a single digit."""
-    shim = calls(bench)
-    assert years(shim, "-1,8", "AAA0BBB-1,J60/0,J300/0") == DONE
-    lines = (content(bench.world, DUMP) or b"").decode().splitlines()[2:-2]
-    # A rule alone is as good for the distant past as for the future.
-    assert [line.split(" UT")[0].split()[-1] for line in lines] == [str(n) for n in range(-1, 8) for _ in range(4)]
-
-
-def test_a_second_run_begins_anew(bench: Bench) -> None:
-    bench.world.path(DUMP).write_bytes(b"something else\n" * 100)
-    shim = calls(bench)
-    for _ in range(2):
-        assert years(shim, "2020,2021", "Europe/London") == DONE
-        assert content(bench.world, DUMP) == LONDON_2020
-
-
 def test_plain_lines(bench: Bench) -> None:
     shim = calls(bench, clock_frozen=instant(2020, 7, 15))
     expected = (
@@ -112,14 +58,6 @@ def test_plain_lines(bench: Bench) -> None:
     for options in (("", "", ""), ("-c", "junk", "x"), (None, None, None), ("-v", "-v", "-c")):
         assert shim.call("zdump_main", "zdump", *options, "Europe/London", "UTC0", "Asia/Kolkata") == DONE
         assert content(bench.world, DUMP) == expected
-
-
-def test_no_zone_at_all(bench: Bench) -> None:
-    shim = calls(bench)
-    for options in (("-c", "2020,2021", "-v"), ("", "", "")):
-        bench.world.path(DUMP).write_bytes(b"old")
-        assert shim.call("zdump_main", "zdump", *options) == DONE
-        assert content(bench.world, DUMP) is None
 
 
 def test_process_zone_is_left_alone(bench: Bench) -> None:
@@ -134,21 +72,36 @@ def test_process_zone_is_left_alone(bench: Bench) -> None:
     assert content(bench.world, DUMP) == LONDON_2020
 
 
-def test_zone_files_elsewhere(bench: Bench) -> None:
-    """An absolute path is a zone, too; its name, however long, is cut in the list."""
-    shim = calls(bench)
-    shutil.copyfile(f"{ZONES}/Europe/London", bench.world.path("/tmp/london"))
-    assert years(shim, "2020,2021", "/tmp/london") == DONE
-    assert content(bench.world, DUMP) == LONDON_2020.replace(b"Europe/London", b"/tmp/london")
-    path = "/tmp/" + "./" * 150 + "london"
-    assert years(shim, "2020,2021", path) == DONE
-    lines = (content(bench.world, DUMP) or b"").splitlines()
-    assert len(lines) == 8
-    assert all(line.startswith(path[:250].encode()) and b" = " in line for line in lines)
-
-
 def test_oracle_agrees_with_the_lists_above() -> None:
     assert dump_text(["Europe/London"], 2020, 2021) == LONDON_2020
     assert dump_text(["Australia/Sydney"], 2021, 2022) == SYDNEY_2021
     assert dump_text(["UTC0"], 2020, 2021) == EXTREMES
     assert len([*changes(zone_of("Africa/Casablanca"), year_start(2012), year_start(2013))]) == 4
+
+
+def test_list_that_cannot_be_opened(bench: Bench) -> None:
+    bench.world.path(DUMP).mkdir()
+    shim = calls(bench)
+    assert years(shim, "2020,2021", "Europe/London") == (0, CANNOT_OPEN * 8, b"")
+    assert years(shim, "2020,2021", "UTC0", "Europe/London") == (0, CANNOT_OPEN * 12, b"")
+    assert shim.call("zdump_main", "", "", "", "", "UTC0") == (0, CANNOT_OPEN, b"")
+
+
+def test_lines_that_are_lost(bench: Bench) -> None:
+    """The others are there, in order."""
+    shim = calls(bench)
+    lines = LONDON_2020.splitlines(keepends=True)
+    for call in ("open", "write"):
+        for after, times in ((0, 1), (3, 2), (7, 1)):
+            shim.fail(call, "ENOSPC", times, after)
+            assert years(shim, "2020,2021", "Europe/London") == (0, CANNOT_OPEN * times, b"")
+            assert content(bench.world, DUMP) == b"".join(lines[:after] + lines[after + times :])
+
+
+def test_last_list_that_stays(bench: Bench) -> None:
+    """A list that cannot be removed is written on."""
+    bench.world.path(DUMP).write_bytes(b"old\n")
+    shim = calls(bench)
+    shim.fail("unlink", "EPERM", times=1)
+    assert years(shim, "2020,2021", "Europe/London") == DONE
+    assert content(bench.world, DUMP) == b"old\n" + LONDON_2020

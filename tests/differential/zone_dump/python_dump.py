@@ -8,6 +8,7 @@ PROGRAM is zone_dump_run.
 """
 
 import pathlib
+import re
 import sys
 import tempfile
 
@@ -100,13 +101,11 @@ SPANS = [
 
 def parse_span(text):
     """What a cut-off argument asks for; None when it can't be read."""
-    try:
-        years = [int(word) for word in text.split(",")] if text is not None else [2500]
-    except ValueError:
+    if text is None:
+        text = "2500"
+    if not re.fullmatch(r"-?\d+(,-?\d+)?", text):
         return None
-    if len(years) > 2:
-        return None
-    return tuple(year_start(year) for year in ([-500] + years)[-2:])
+    return tuple(year_start(int(year)) for year in ("-500," + text).split(",")[-2:])
 
 
 class Dumps(ProgramRun):
@@ -180,6 +179,8 @@ def compare_many(run, zones):
         ("zone.tab", "Invalid argument"),
         ("../zoneinfo/Nowhere", NO_FILE),
         ("Europe/" + "x" * 256, "File name too long"),
+        ("x" * 5000, "File name too long"),
+        ("../../../etc/passwd", "Invalid argument"),
     ]
     broken = [(name, failure(name, reason)) for name, reason in broken]
     for _ in range(run.amount(30, 500)):
@@ -205,7 +206,7 @@ def compare_cut_offs(run, zones):
     some = [("AB3CD,M3.2.0,M11.1.0", zones["AB3CD,M3.2.0,M11.1.0"]), ("UTC0", zones["UTC0"])]
     for text in ("", ",", "x", "2020,", "2020,x", ",2020", "2020x", "2020,2021x", "2020,2021,",
                  "2020,2021,2022", "2020;2021", "2020-2021", "2020,,2021", "2020.5", "0x7e4",
-                 "2020,2021 x"):
+                 "2020,2021 x", "2020 ,2021", "-"):
         run.verbose(some, text)
     for text in ("-499", "-500", "-498", "0,1", "-1,1", "2020,2020", "0002020,02021"):
         run.verbose(some, text)
