@@ -16,8 +16,8 @@ target_compile_options(horad_options INTERFACE
 )
 
 # No path of the builder's in __FILE__ (seen in libfrr's log references) and in the debug
-# information: the compiler names headers by where they are behind links, when that is
-# shorter.  Of two that fit the later one counts.
+# information.  The compiler follows links in a header's name when that makes it shorter,
+# hence both names of a folder.  Of two that fit the later one counts.
 foreach(folder ${frr_prefix} ${CMAKE_SYSROOT})
   file(REAL_PATH ${folder} real_folder)
   cmake_path(RELATIVE_PATH folder BASE_DIRECTORY ${CMAKE_SOURCE_DIR} OUTPUT_VARIABLE shown_folder)

@@ -59,7 +59,7 @@ class Ctl:
         redirect: str = "",
         environment: Mapping[str, str] | None = None,
     ) -> subprocess.Popen[bytes]:
-        """Starts it; `before` is a command that it is put behind, `redirect` the shell's words."""
+        """Starts it; `before` is a command that starts it, `redirect` the shell's words."""
         self.world.path(_INPUT).write_bytes(input if isinstance(input, bytes) else input.encode())
         script = f'exec "$@" <{_INPUT} >{_STDOUT} 2>{_STDERR} {redirect}'
         return self.world.spawn(

@@ -13,7 +13,7 @@ namespace {
 constexpr int days_of_year(std::int64_t year) { return plain_leap_year(year) ? 366 : 365; }
 
 /// Days of some years, counted as conversions count them.
-constexpr bool are_right(std::int64_t first_year, std::int64_t behind) {
+constexpr bool are_right(std::int64_t first_year, std::int64_t end_year) {
     // 1 January 1800 was a Wednesday.
     plain_date date{1800, 0, 1, 0, 3};
     std::int64_t days = 0;
@@ -23,7 +23,7 @@ constexpr bool are_right(std::int64_t first_year, std::int64_t behind) {
     constexpr std::uint32_t first_of_1800 = cycle_day_from_date(bias_years + 1800, 0, 1);
     auto cycle_day = first_of_1800 + static_cast<std::uint32_t>(days);
     date.year += bias_years;
-    for (; date.year < bias_years + behind; date.go_on(), ++cycle_day)
+    for (; date.year < bias_years + end_year; date.go_on(), ++cycle_day)
         if (!is_right_about(date, cycle_day))
             return false;
     return true;
@@ -43,14 +43,14 @@ static_assert(all_are_right(std::make_integer_sequence<int, 20>{}));
 #endif
 
 int main() {
-    constexpr std::uint32_t behind_all = std::uint32_t{1} << 30;
+    constexpr std::uint32_t end = std::uint32_t{1} << 30;
     plain_date date = first_cycle_day;
-    for (std::uint32_t day = 0; day < behind_all; ++day, date.go_on()) {
+    for (std::uint32_t day = 0; day < end; ++day, date.go_on()) {
         if (!is_right_about(date, day)) {
             std::printf("wrong about cycle day %u\n", day);
             return 1;
         }
     }
-    std::printf("calendar: right about %u days\n", behind_all);
+    std::printf("calendar: right about %u days\n", end);
     return 0;
 }

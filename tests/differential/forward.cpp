@@ -38,7 +38,7 @@ const struct tm *unshifted_answer(std::int64_t when, std::int64_t leap_seconds, 
 }
 
 /// The C library's answer for the same moment some 400-year cycles nearer to
-/// the present, moved to the year asked for.  Behind every zone's own changes
+/// the present, moved to the year asked for.  After every zone's own changes
 /// and within some hundred years of 1970 it can be trusted.
 const struct tm *folded_answer(const zone_state &zone, std::int64_t when, struct tm &result) {
     const std::int64_t leap_seconds = leap_seconds_at(zone, when);

@@ -77,7 +77,7 @@ const known_difference table[] = {
     {"a table of 400 years repeats before it", four_hundred_years, nullptr,
      1610000000 - cycle_seconds, "1621-01-07 08:13:20 DST dst=1 7200 Thu 6",
      "1621-01-07 07:13:20 STD dst=0 3600 Thu 6"},
-    {"a table of 400 years repeats behind it", four_hundred_years, nullptr,
+    {"a table of 400 years repeats after it", four_hundred_years, nullptr,
      1610000000 + 2 * cycle_seconds, "2821-01-07 08:13:20 DST dst=1 7200 Thu 6",
      "2821-01-07 07:13:20 STD dst=0 3600 Thu 6"},
     {"abbreviations are cut to 16 characters",

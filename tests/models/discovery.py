@@ -105,7 +105,7 @@ def decide(found, now):
 
 def types_of(name, zone):
     """(offset, dst) of all types and of those that transitions use: first the rule's,
-    which comes behind the table."""
+    which comes after the table."""
     types, transitions, _ = read_file(ZONES / name)
     plain = [(offset, dst) for offset, dst, _, _ in types]
     used = [plain[kind] for _, kind in reversed(transitions)]

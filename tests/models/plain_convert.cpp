@@ -76,7 +76,7 @@ const local_type &type_at(const zone &zone, std::int64_t time) {
     return zone.types[transitions[low - 1].type];
 }
 
-/// sign  -1: the time lies before the table, 1: behind it
+/// sign  -1: the time lies before the table, 1: after it
 answer fold(const zone &zone, std::int64_t time, int sign, std::tm &result) {
     const std::int64_t first = zone.transitions.front().time;
     const std::int64_t last = zone.transitions.back().time;

@@ -26,7 +26,7 @@
 // - A leap second reads one more than the second before it: 60 where it follows
 //   a minute's last second, as all real ones do.
 // - The inverse search goes on from the time that it probed, not from the one
-//   behind it, as long as there are others: where several times read alike, it
+//   after it, as long as there are others: where several times read alike, it
 //   depends on this which of them is met first.
 // - A time folded by whole cycles that does not lie within the table has no
 //   local time; errno stays as it is.

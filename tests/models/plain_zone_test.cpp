@@ -248,7 +248,7 @@ TEST(PlainConvert, Ends) {
     EXPECT_EQ(local_text(rules, plain::earliest), "folded away");
 }
 
-TEST(PlainConvert, FarBehindTheTable) {
+TEST(PlainConvert, FarAfterTheTable) {
     const auto rules = zone_of_string("EST5EDT,M3.2.0,M11.1.0");
     constexpr std::int64_t century = 100 * std::int64_t{31556952};
     const std::int64_t last = rules.transitions.back().time;

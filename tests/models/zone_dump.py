@@ -14,7 +14,7 @@ STEP = DAY // 2
 # From here on a step would leave the 64 bits.
 LAST_STEP = HIGHEST - STEP
 
-# A name and the blanks behind it are cut to this.
+# A name and the blanks after it are cut to this.
 LONGEST_NAME_TEXT = 255
 
 DAYS = ("Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun")

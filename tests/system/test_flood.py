@@ -59,7 +59,7 @@ def waiting(bench: Bench, debug: bool = False, **settings: object) -> tuple[Daem
 
 def shows(daemon: Daemon, expected: bytes) -> None:
     """This is all that it has printed."""
-    # Buffered by lines: what is behind the last line feed comes with the next line.
+    # Buffered by lines: what is after the last line feed comes with the next line.
     whole = expected.removesuffix(b"\r")
     wait_for("the lines of a flood", lambda: len(daemon.stdout()) >= len(whole))
     same = daemon.stdout().removesuffix(b"\r") == whole

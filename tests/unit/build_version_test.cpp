@@ -20,7 +20,7 @@
 
 namespace {
 
-/// What libfrr prints on standard output for some options; "(read)" behind it when
+/// What libfrr prints on standard output for some options; "(read)" after it when
 /// it came to their end.
 std::string printed_for(std::initializer_list<const char *> options) {
     return written_by_child(STDOUT_FILENO, [options] {

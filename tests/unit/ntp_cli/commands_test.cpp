@@ -38,7 +38,7 @@ std::string answer(const std::string &line) {
     return session.text();
 }
 
-/// Both servers as they were set before, and not set again behind a test.
+/// Both servers as they were set before, and not set again after a test.
 class ServerCommands : public configured_servers {
   protected:
     ServerCommands() : configured_servers("first", "second") {}

@@ -161,7 +161,7 @@ TEST(ZoneFooter, DroppedRepeatsMakeRoomForTheRule) {
     EXPECT_EQ(state->transition_times[2], 1585443600);
 }
 
-TEST(ZoneFooter, BeginsBehindTheLastTransition) {
+TEST(ZoneFooter, BeginsAfterTheLastTransition) {
     // A transition of the rule at the very time of the file's last one is left out.
     const auto state = new_state();
     const auto block = two_type_block({{0, 0}, {1585443600, 1}});

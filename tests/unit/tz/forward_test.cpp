@@ -20,7 +20,7 @@ struct tm *convert(const zone_state *zone, std::int64_t when, struct tm *result)
     return localtime_rz(zone, &time, result);
 }
 
-TEST(Forward, TypeBeforeBetweenAndBehindTheTransitions) {
+TEST(Forward, TypeBeforeBetweenAndAfterTheTransitions) {
     auto block = two_type_block({{1000, 1}, {2000, 0}});
     block.types.push_back({-60, 0, 0});
     block.types.push_back({3600, 0, 0});
@@ -132,7 +132,7 @@ TEST(Forward, FoldsAheadAndBack) {
     }
 }
 
-TEST(Forward, FoldsRightBehindTheTable) {
+TEST(Forward, FoldsRightAfterTheTable) {
     const auto zone = open_zone("AAA5BBB,M3.2.0,M11.1.0");
     const auto last = zone->transition_times[ZONE_MAX_TIMES - 1];
     const auto first = zone->transition_times[0];
@@ -152,7 +152,7 @@ TEST(Forward, FoldsRightBehindTheTable) {
     }
 }
 
-TEST(Forward, FiveHundredYearsBehindAZonesTable) {
+TEST(Forward, FiveHundredYearsAfterAZonesTable) {
     const auto zone = open_zone("Europe/Zurich");
     ASSERT_TRUE(zone->go_ahead);
     const auto last = zone->transition_times[zone->transition_count - 1];

@@ -130,7 +130,7 @@ TEST(ZoneFileHeader, TruncatedAnywhereInTheBlocksIsRejected) {
     const auto footer = full_file().footer.size();
     const auto state = new_state();
     for (std::size_t length = 0; length < bytes.size() - footer; ++length) {
-        // A block of its own, so that a sanitizer sees a read behind its end.
+        // A block of its own, so that a sanitizer sees a read past its end.
         const std::vector<unsigned char> cut(bytes.begin(),
                                              bytes.begin() + static_cast<std::ptrdiff_t>(length));
         EXPECT_EQ(load_zone_bytes(cut, state.get(), true), EINVAL) << length;
@@ -231,7 +231,7 @@ TEST(ZoneFileHeader, ARecordWithoutTypesIsRejected) {
     EXPECT_EQ(state->types[0].utc_offset, -10800);
 }
 
-TEST(ZoneFileHeader, BytesBehindTheLimitAreNotLookedAt) {
+TEST(ZoneFileHeader, BytesBeyondTheLimitAreNotLookedAt) {
     // Zeros before a number are as good as none: a rule string of any length.
     tzif_file file = full_file();
     const auto before_footer = file.bytes().size() - file.footer.size();
@@ -247,7 +247,7 @@ TEST(ZoneFileHeader, BytesBehindTheLimitAreNotLookedAt) {
 
     file.footer = start + "0" + zeros + end;
     EXPECT_EQ(load(file, state.get()), 0);
-    EXPECT_EQ(state->type_count, 2) << "the newline that ends the footer lies behind the limit";
+    EXPECT_EQ(state->type_count, 2) << "the newline that ends the footer lies beyond the limit";
 }
 
 } // namespace

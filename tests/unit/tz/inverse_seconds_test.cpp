@@ -64,8 +64,8 @@ TEST(InverseSeconds, AMinuteWithoutItsLastSecond) {
     EXPECT_EQ(time_of(zone.get(), civil(1972, 6, 30, 23, 59, 60)), june_1972);
 }
 
-/// UTC, and 20 seconds more from 30 seconds behind `minute` on: the local times
-/// 30 to 49 seconds behind it do not exist.
+/// UTC, and 20 seconds more from 30 seconds after `minute` on: the local times
+/// 30 to 49 seconds after it do not exist.
 std::unique_ptr<zone_state> short_minute(std::int64_t minute) {
     tzif_block block;
     block.types = {{0, 0, 0}, {20, 0, 0}};

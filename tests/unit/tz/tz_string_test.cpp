@@ -10,7 +10,7 @@
 namespace {
 
 bool parses(const std::string &text) {
-    // A block of its own size, so that a sanitizer sees a read behind its end.
+    // A block of its own size, so that a sanitizer sees a read past its end.
     const std::unique_ptr<char[]> exact(new char[text.size() + 1]);
     std::copy_n(text.c_str(), text.size() + 1, exact.get());
     return parse_tz_string(exact.get(), new_state().get(), false);
@@ -183,7 +183,7 @@ TEST(TzString, ASemicolonAlsoIntroducesRules) {
     EXPECT_TRUE(parses("AAA3BBB2;J1,J2"));
     EXPECT_TRUE(parses("AAA3<BBB>;J1,J2"));
     EXPECT_TRUE(parses("AAA3<BBB>2;J1,J2"));
-    // Directly behind an unquoted name it is still part of the name.
+    // Directly after an unquoted name it is still part of the name.
     EXPECT_FALSE(parses("AAA3BBB;M3.2.0,M11.1.0"));
     EXPECT_FALSE(parses("AAA3BBB;J60,J300"));
     EXPECT_STREQ(parsed("AAA3BBB;")->abbreviations + 4, "BBB;");
@@ -228,8 +228,7 @@ TEST(TzString, LastDitch) {
     EXPECT_EQ(state->char_count, 4);
     EXPECT_FALSE(parse_tz_string("GMT", state.get(), false)) << "else an offset is missing";
 
-    ASSERT_TRUE(parse_tz_string("GMTBST,J1,J100", state.get(), true))
-        << "parsing goes on behind it";
+    ASSERT_TRUE(parse_tz_string("GMTBST,J1,J100", state.get(), true)) << "parsing goes on after it";
     EXPECT_EQ(state->types[1].utc_offset, 3600);
     EXPECT_STREQ(state->abbreviations + 4, "BST");
 }
@@ -243,7 +242,7 @@ TEST(TzStringScanners, Name) {
 }
 
 TEST(TzStringScanners, QuotedName) {
-    const char *text = "a+3>rest"; // behind its "<"
+    const char *text = "a+3>rest"; // after its "<"
     ASSERT_NE(scan_quoted_name(text), nullptr);
     EXPECT_EQ(*scan_quoted_name(text), '>');
     const char *open = "abc";

@@ -48,7 +48,10 @@ times walked(const zone_state &zone, std::int64_t begin, std::int64_t end) {
             std::int64_t low = at;
             while (next - low > 1) {
                 const std::int64_t middle = low + (next - low) / 2;
-                (runs_on(zone, low, middle) ? low : next) = middle;
+                if (runs_on(zone, low, middle))
+                    low = middle;
+                else
+                    next = middle;
             }
             changes.push_back(next);
         }
@@ -115,8 +118,8 @@ TEST(ZoneChanges, WhereYearsBeginAndEnd) {
     using limits = std::numeric_limits<std::int64_t>;
     const auto zone = open_zone("<+05>-5");
     constexpr std::int64_t first = -67768040609740800 - 5 * 3600;
-    constexpr std::int64_t behind = 67768036191676800 - 5 * 3600;
-    EXPECT_EQ(found(*zone, limits::min(), limits::max()), (times{first, behind}));
+    constexpr std::int64_t after = 67768036191676800 - 5 * 3600;
+    EXPECT_EQ(found(*zone, limits::min(), limits::max()), (times{first, after}));
 }
 
 } // namespace

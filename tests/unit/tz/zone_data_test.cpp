@@ -22,7 +22,7 @@ TEST(ZoneTransitions, MustNotGoBack) {
     expect_both(two_type_block({{10, 1}, {9, 0}}), EINVAL, "falling");
     expect_both(two_type_block({{-1, 1}, {-2, 0}}), EINVAL, "falling below zero");
     expect_both(two_type_block({{10, 1}, {20, 0}, {20, 1}, {19, 0}}), EINVAL,
-                "falling behind a pair of equals");
+                "going back after a pair of equals");
 }
 
 TEST(ZoneTransitions, OfEqualTimesTheLaterOneStays) {
