@@ -149,7 +149,8 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 
 } // namespace
 
-bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone, std::tm &result) {
+bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone,
+                std::tm &result) noexcept {
     const leap_effect leap = leap_effect_at(zone, time);
     const std::int64_t shift = offset - leap.correction;
 
@@ -178,7 +179,7 @@ bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone, 
     return true;
 }
 
-std::tm *to_local(const zone_state &zone, std::int64_t time, std::tm &result) {
+std::tm *to_local(const zone_state &zone, std::int64_t time, std::tm &result) noexcept {
     const std::uint64_t span = index_span(zone);
     const std::uint64_t position = index_position(zone, time);
     if (position >= span) [[unlikely]] {

@@ -15,11 +15,13 @@
 ///
 /// Sets all of `result` but tm_isdst and tm_zone.  Returns false with errno
 /// EOVERFLOW, and `result` as it was, when the year does not fit tm_year.
-bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone, std::tm &result);
+[[nodiscard]] bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone,
+                              std::tm &result) noexcept;
 
 /// Local time in a zone.
 ///
 /// Returns the address of `result`; null, with `result` undefined, when the
 /// year does not fit tm_year (errno is EOVERFLOW, or unchanged for a time that
 /// was folded into the zone's table).
-std::tm *to_local(const zone_state &zone, std::int64_t time, std::tm &result);
+[[nodiscard]] std::tm *to_local(const zone_state &zone, std::int64_t time,
+                                std::tm &result) noexcept;

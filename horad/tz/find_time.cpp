@@ -27,9 +27,12 @@ bool carry(int &tens, int &units, int base) {
     return !__builtin_add_overflow(tens, carried, &tens);
 }
 
-/// Brings all fields but tm_sec into their ranges; tm_sec too when asked.
-bool normalise(std::tm &tm, bool seconds_too) {
-    if (seconds_too && !carry(tm.tm_min, tm.tm_sec, 60))
+/// What becomes of a tm_sec out of range while a time is looked for.
+enum class odd_seconds { set_aside, carried };
+
+/// Brings all fields into their ranges; tm_sec only where it is carried.
+bool normalise(std::tm &tm, odd_seconds seconds) {
+    if (seconds == odd_seconds::carried && !carry(tm.tm_min, tm.tm_sec, 60))
         return false;
     if (!carry(tm.tm_hour, tm.tm_min, 60) || !carry(tm.tm_mday, tm.tm_hour, 24))
         return false;
@@ -51,9 +54,9 @@ bool normalise(std::tm &tm, bool seconds_too) {
     return true;
 }
 
-/// Takes seconds out of range aside, for the search to work with ones in range.
-/// Before 1970 it works with the minute's last second, so that it does not have
-/// to go below the first of all times.
+/// Sets seconds out of range aside, so that the search works with seconds in range.
+/// Before 1970 it works with the minute's last second, so that it never has to go
+/// below the first of all times.
 bool set_seconds_aside(std::tm &tm, int &aside) {
     aside = 0;
     if (tm.tm_sec >= 0 && tm.tm_sec < 60)
@@ -92,9 +95,9 @@ struct instant {
     const zone_type *type; ///< in force then
 };
 
-/// The one instant at a local time (seconds from 1970-01-01 00:00:00 on the
-/// local clock), where all instants that could be lie within one period of one
-/// offset.  Nothing is known otherwise.
+/// The one instant at a local time (seconds from 1970-01-01 00:00:00 on the local
+/// clock), if all instants that come into question lie within one period of one
+/// offset; otherwise nothing.
 std::optional<instant> only_instant(const zone_state &zone, std::int64_t local) {
     std::int64_t earliest = local - zone.index.highest_offset;
     std::int64_t latest = local - zone.index.lowest_offset;
@@ -125,7 +128,7 @@ std::optional<instant> only_instant(const zone_state &zone, std::int64_t local) 
 }
 
 /// Binary search over all times for one that reads like `wanted`.
-bool search(const zone_state &zone, const std::tm &wanted, std::int64_t &time) {
+bool search_all_times(const zone_state &zone, const std::tm &wanted, std::int64_t &time) {
     std::int64_t low = earliest_time;
     std::int64_t high = latest_time;
     for (;;) {
@@ -155,7 +158,10 @@ bool search(const zone_state &zone, const std::tm &wanted, std::int64_t &time) {
         }
         if (low > high)
             return false;
-        (order > 0 ? high : low) = time;
+        if (order > 0)
+            high = time;
+        else
+            low = time;
     }
 }
 
@@ -227,7 +233,7 @@ bool find_reading(const zone_state &zone, const std::tm &wanted, std::int64_t &t
         return wanted.tm_isdst < 0 || only->type->is_dst == (wanted.tm_isdst != 0);
     }
     std::tm found{};
-    if (!search(zone, wanted, time) || !reads_like(zone, time, wanted, found))
+    if (!search_all_times(zone, wanted, time) || !reads_like(zone, time, wanted, found))
         return false;
     prefer_hinted_offset(zone, wanted, found, time);
     if (wanted.tm_isdst < 0 || found.tm_isdst == wanted.tm_isdst)
@@ -236,11 +242,11 @@ bool find_reading(const zone_state &zone, const std::tm &wanted, std::int64_t &t
 }
 
 /// One attempt with the fields as they are.
-bool attempt(const zone_state &zone, bool carry_seconds, std::tm &tm, std::int64_t &time) {
+bool attempt(const zone_state &zone, odd_seconds seconds, std::tm &tm, std::int64_t &time) {
     std::tm wanted = tm;
     int aside = 0;
     std::int64_t found = 0;
-    if (!normalise(wanted, carry_seconds) || !set_seconds_aside(wanted, aside) ||
+    if (!normalise(wanted, seconds) || !set_seconds_aside(wanted, aside) ||
         !find_reading(zone, wanted, found) || __builtin_add_overflow(found, aside, &found))
         return false;
     std::tm result{};
@@ -252,10 +258,10 @@ bool attempt(const zone_state &zone, bool carry_seconds, std::tm &tm, std::int64
 }
 
 bool attempt_both(const zone_state &zone, std::tm &tm, std::int64_t &time) {
-    if (attempt(zone, false, tm, time))
+    if (attempt(zone, odd_seconds::set_aside, tm, time))
         return true;
     // Seconds in range carry nothing: the second attempt would be the first.
-    return (tm.tm_sec < 0 || tm.tm_sec >= 60) && attempt(zone, true, tm, time);
+    return (tm.tm_sec < 0 || tm.tm_sec >= 60) && attempt(zone, odd_seconds::carried, tm, time);
 }
 
 /// The types that a zone's transitions use, the latest first.
@@ -330,7 +336,7 @@ bool find_common_time(const zone_state &zone, std::tm &tm, std::int64_t &time) {
 
 } // namespace
 
-bool find_time(const zone_state &zone, std::tm &tm, std::int64_t &time) {
+bool find_time(const zone_state &zone, std::tm &tm, std::int64_t &time) noexcept {
     if (find_common_time(zone, tm, time))
         return true;
     if (tm.tm_isdst > 1)

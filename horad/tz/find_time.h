@@ -13,4 +13,4 @@
 /// tm_isdst decides between two times that read alike, and moves a time that
 /// does not exist; tm_gmtoff is a hint.  Returns false, with `tm` as it was
 /// but for a tm_isdst above 1, when there is none.
-bool find_time(const zone_state &zone, std::tm &tm, std::int64_t &time);
+[[nodiscard]] bool find_time(const zone_state &zone, std::tm &tm, std::int64_t &time) noexcept;

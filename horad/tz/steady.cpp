@@ -15,7 +15,7 @@ using limits = std::numeric_limits<std::int64_t>;
 /// More than an offset and a leap-second correction can be together.
 constexpr std::int64_t largest_shift = std::int64_t{1} << 33;
 
-/// What tm_year can hold begins and ends here, give or take the shift.
+/// The range of tm_year begins and ends here, give or take the shift.
 // not run by any test: only the compiler computes it
 constexpr std::int64_t first_second_of(std::int64_t years_since_1900) {
     // not run by any test: the same
@@ -62,7 +62,7 @@ std::int64_t steady_within_years(const zone_state &zone, std::int64_t after, std
 
 } // namespace
 
-std::int64_t steady_until(const zone_state &zone, std::int64_t time) {
+std::int64_t steady_until(const zone_state &zone, std::int64_t time) noexcept {
     constexpr std::int64_t surely_in = first_time + largest_shift;
     constexpr std::int64_t surely_still_in = end_of_times - largest_shift;
     if (time < first_time - largest_shift)

@@ -12,4 +12,4 @@
 ///
 /// Not always the last such time: the clock may well run on evenly beyond, and
 /// the result may be `time` itself.
-std::int64_t steady_until(const zone_state &zone, std::int64_t time);
+[[nodiscard]] std::int64_t steady_until(const zone_state &zone, std::int64_t time) noexcept;

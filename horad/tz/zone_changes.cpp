@@ -42,23 +42,32 @@ clock_reading find_change(const zone_state &zone, clock_reading earlier, clock_r
     while (later.time - earlier.time >= 2) {
         const clock_reading between =
             read_clock(zone, earlier.time + (later.time - earlier.time) / 2);
-        (follows(between, earlier) ? earlier : later) = between;
+        if (follows(between, earlier))
+            earlier = between;
+        else
+            later = between;
     }
     return later;
 }
 
 } // namespace
 
-clock_reading read_clock(const zone_state &zone, std::int64_t time) {
+clock_reading read_clock(const zone_state &zone, std::int64_t time) noexcept {
     std::tm local{};
     if (to_local(zone, time, local) == nullptr)
         return {.time = time};
-    return {time, true, local.tm_isdst != 0, clock_of(local), local.tm_zone};
+    return {
+        .time = time,
+        .is_valid = true,
+        .is_dst = local.tm_isdst != 0,
+        .clock = clock_of(local),
+        .abbreviation = local.tm_zone,
+    };
 }
 
 /// Takes the steps that lead to times at which the clock still runs on evenly all
 /// at once: a walk over millennia would be millions of readings.
-void change_search::skip_steady_steps() {
+void change_search::skip_steady_steps() noexcept {
     const std::int64_t until = std::min(steady_until(zone_, last_.time), end_);
     const auto steps = static_cast<std::int64_t>(
         (static_cast<std::uint64_t>(until) - static_cast<std::uint64_t>(last_.time)) / step);
@@ -66,7 +75,7 @@ void change_search::skip_steady_steps() {
         last_ = read_clock(zone_, last_.time + steps * step);
 }
 
-std::optional<std::int64_t> change_search::next() {
+std::optional<std::int64_t> change_search::next() noexcept {
     while (last_.time < end_) {
         skip_steady_steps();
         const clock_reading later = read_clock(zone_, next_time(last_.time, end_));

@@ -17,7 +17,7 @@ struct clock_reading {
     const char *abbreviation; ///< alive as long as the zone
 };
 
-clock_reading read_clock(const zone_state &zone, std::int64_t time);
+[[nodiscard]] clock_reading read_clock(const zone_state &zone, std::int64_t time) noexcept;
 
 /// Finds the changes of a zone's clock in a span of time, one after the other.
 ///
@@ -31,10 +31,10 @@ class change_search {
         : zone_(zone), end_(end), last_(read_clock(zone, begin)) {}
 
     /// The first second of the next change, after `begin` and up to `end`.
-    std::optional<std::int64_t> next();
+    [[nodiscard]] std::optional<std::int64_t> next() noexcept;
 
   private:
-    void skip_steady_steps();
+    void skip_steady_steps() noexcept;
 
     const zone_state &zone_;
     std::int64_t end_;

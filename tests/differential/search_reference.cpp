@@ -31,15 +31,18 @@ bool carry(std::int64_t &high, std::int64_t &low, int base) {
     return high >= INT_MIN && high <= INT_MAX;
 }
 
+/// Whether a first or a second try is made: the second carries seconds out of range.
+enum class attempt { first, second };
+
 /// Normalised fields, tm_year included; false when something overflows.
-bool normalise(struct tm &tm, bool seconds_too) {
+bool normalise(struct tm &tm, attempt made) {
     std::int64_t second = tm.tm_sec;
     std::int64_t minute = tm.tm_min;
     std::int64_t hour = tm.tm_hour;
     std::int64_t day = tm.tm_mday;
     std::int64_t month = tm.tm_mon;
     std::int64_t year = tm.tm_year;
-    if (seconds_too && !carry(minute, second, 60))
+    if (made == attempt::second && !carry(minute, second, 60))
         return false;
     if (!carry(hour, minute, 60) || !carry(day, hour, 24))
         return false;
@@ -116,7 +119,10 @@ std::optional<std::int64_t> narrow(const zone_state &zone, const struct tm &want
         }
         if (low > high)
             return std::nullopt;
-        (order > 0 ? high : low) = middle;
+        if (order > 0)
+            high = middle;
+        else
+            low = middle;
     }
 }
 
@@ -171,9 +177,9 @@ bool prefer_flag(const zone_state &zone, const struct tm &wanted, std::int64_t &
     return false;
 }
 
-std::optional<std::int64_t> search_once(const zone_state &zone, struct tm &tm, bool seconds_too) {
+std::optional<std::int64_t> search_once(const zone_state &zone, struct tm &tm, attempt made) {
     struct tm wanted = tm;
-    if (!normalise(wanted, seconds_too))
+    if (!normalise(wanted, made))
         return std::nullopt;
     std::int64_t kept_aside = 0;
     if (wanted.tm_sec < 0 || wanted.tm_sec > 59) {
@@ -201,8 +207,8 @@ std::optional<std::int64_t> search_once(const zone_state &zone, struct tm &tm, b
 }
 
 std::optional<std::int64_t> search_twice(const zone_state &zone, struct tm &tm) {
-    const auto when = search_once(zone, tm, false);
-    return when ? when : search_once(zone, tm, true);
+    const auto when = search_once(zone, tm, attempt::first);
+    return when ? when : search_once(zone, tm, attempt::second);
 }
 
 /// The types that transitions use, the latest first, each once.

@@ -24,9 +24,11 @@ bool carry(int &higher, int &field, int base) {
     return !__builtin_add_overflow(higher, units, &higher);
 }
 
+enum class seconds { left, normalised };
+
 /// Fields in their ranges; seconds may be left as they were.
-bool normalise(std::tm &tm, bool seconds_too) {
-    if (seconds_too && !carry(tm.tm_min, tm.tm_sec, 60))
+bool normalise(std::tm &tm, seconds wish) {
+    if (wish == seconds::normalised && !carry(tm.tm_min, tm.tm_sec, 60))
         return false;
     if (!carry(tm.tm_hour, tm.tm_min, 60) || !carry(tm.tm_mday, tm.tm_hour, 24))
         return false;
@@ -139,9 +141,9 @@ bool find_given_flag(const zone &zone, const std::tm &wanted, std::int64_t &time
 }
 
 /// One pass of the search.
-std::optional<std::int64_t> pass(const zone &zone, std::tm &tm, bool normalise_seconds) {
+std::optional<std::int64_t> pass(const zone &zone, std::tm &tm, seconds wish) {
     std::tm wanted = tm;
-    if (!normalise(wanted, normalise_seconds))
+    if (!normalise(wanted, wish))
         return std::nullopt;
     int aside = 0;
     if (wanted.tm_sec < 0 || wanted.tm_sec > 59) {
@@ -168,8 +170,8 @@ std::optional<std::int64_t> pass(const zone &zone, std::tm &tm, bool normalise_s
 }
 
 std::optional<std::int64_t> both_passes(const zone &zone, std::tm &tm) {
-    const auto found = pass(zone, tm, false);
-    return found ? found : pass(zone, tm, true);
+    const auto found = pass(zone, tm, seconds::left);
+    return found ? found : pass(zone, tm, seconds::normalised);
 }
 
 /// The types of a zone's transitions, latest first, each once.
