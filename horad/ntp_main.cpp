@@ -98,11 +98,13 @@ int main(int argc, char **argv) {
     master = frr_init();
     if (horad_description.dryrun) {
         ntp_cli_init();
-        return check_configuration(horad_description.config_file, config_default, true) ? 0 : 1;
+        const bool is_good =
+            check_configuration(horad_description.config_file, config_default, check_for::report);
+        return is_good ? 0 : 1;
     }
     ntp_init();
     // While there is still a standard error: a daemon in the background has none.
-    check_configuration(horad_description.config_file, config_default, false);
+    check_configuration(horad_description.config_file, config_default, check_for::start);
     ntp_database_init(&g_horad_db);
     // From here on as root, before the configuration is read.  Started as
     // somebody else, the daemon goes on with what that user may do.

@@ -134,7 +134,7 @@ const char *printable(char *text) {
 }
 
 bool check_lines(std::FILE *file, const char *path) {
-    static char text[VTY_BUFSIZ]; // in pieces of which libfrr reads, too
+    static char text[VTY_BUFSIZ]; // libfrr reads pieces of this size, too
     told_so_far told{"0.0.0.0", false};
     bool good = true;
     int node = config_start_node();
@@ -175,7 +175,8 @@ bool is_left_to_the_shell(const char *default_file) {
 
 } // namespace
 
-bool check_configuration(const char *named_file, const char *default_file, bool only_check) {
+bool check_configuration(const char *named_file, const char *default_file,
+                         check_for purpose) noexcept {
     if (named_file == nullptr && is_left_to_the_shell(default_file))
         return false;
     const char *path = named_file != nullptr ? named_file : default_file;
@@ -186,12 +187,12 @@ bool check_configuration(const char *named_file, const char *default_file, bool 
     std::array<char, 512> saved;
     std::snprintf(saved.data(), saved.size(), "%s.sav", path);
     const open_file file{std::fopen(saved.data(), "re")};
-    if (file) {
+    if (file != nullptr) {
         tell(path, ": %s; using %s", safe_strerror(error), saved.data());
         check_lines(file.get(), saved.data());
     } else {
         tell(path, ": %s%s", safe_strerror(error),
-             only_check ? "" : "; starting without a configuration");
+             purpose == check_for::report ? "" : "; starting without a configuration");
     }
     return false;
 }

@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// Tells of what is wrong in a configuration before it is read: libfrr keeps that
-// for its log, which need not go anywhere.
+// Tells what is wrong in a configuration before it is read.  libfrr writes that to its
+// log only, which need not go anywhere.
 #pragma once
+
+/// What a configuration is checked for.
+enum class check_for {
+    report, ///< for its operator, who does not start the daemon with it
+    start,  ///< for the start that follows
+};
 
 /// Goes through the configuration that libfrr is about to read, and writes one line
 /// on standard error (to the journal as a warning) for each line of it that will be
@@ -14,7 +20,7 @@
 ///
 /// named_file    from the options; null when there was none
 /// default_file  read then
-/// only_check    the configuration is not going to be used
 ///
 /// Returns whether nothing was wrong.
-bool check_configuration(const char *named_file, const char *default_file, bool only_check);
+bool check_configuration(const char *named_file, const char *default_file,
+                         check_for purpose) noexcept;

@@ -263,7 +263,7 @@ FAULTS = [
         ("std::exit(0); //", "std::exit(1); //", "tests/system/test_signals.py"),
         (".vty_port = 2705,", ".vty_port = 2706,"),
         ("open_signal_pipe();", "", DEBUG_LINES + "restart"),
-        ("config_default, true) ? 0 : 1;", "config_default, true) ? 1 : 0;", "tests/system/test_config_check.py"),
+        ("return is_good ? 0 : 1;", "return is_good ? 1 : 0;", "tests/system/test_config_check.py"),
         ("store_server(g_ntp_var.g_sec_ntp_server, server_not_set);", "", Same(
             "the record begins with that text")),
         ("ntp_database_init(&g_horad_db);", "", "tests/system/test_database.py"),

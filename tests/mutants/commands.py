@@ -74,7 +74,7 @@ FAULTS = [
         ("told.is_on = false;\n            return nullptr;", "return nullptr;"),
         ("unsigned number = 1;", "unsigned number = 0;"),
         ("if (std::iscntrl(", "if (!std::iscntrl("),
-        ("only_check ? \"\" :", "!only_check ? \"\" :"),
+        ("purpose == check_for::report ?", "purpose != check_for::report ?"),
         ("std::ferror(file)", "std::feof(file)"),
         ("return remove ? nullptr", "return !remove ? nullptr"),
         ('to_journal ? "<4>" : ""', 'to_journal ? "" : ""'),
