@@ -3,6 +3,6 @@
 
 constinit config_db g_horad_db{};
 
-int ntp_database_init(config_db *db) { return database_init(db); }
+int ntp_database_init(config_db *db) noexcept { return database_init(db); }
 
-int ntp_database_free(config_db *db) { return database_disconnect(db); }
+int ntp_database_free(config_db *db) noexcept { return database_disconnect(db); }

@@ -34,16 +34,16 @@ void store_server(char (&field)[server_name_size], const server_name &name) noex
         std::atomic_ref(field[i]).store(name.padded()[i], std::memory_order_relaxed);
 }
 
-server_snapshot::server_snapshot(char (&field)[server_name_size]) {
+server_snapshot::server_snapshot(char (&field)[server_name_size]) noexcept {
     for (std::size_t i = 0; i < server_name_size; ++i)
         text[i] = std::atomic_ref(field[i]).load(std::memory_order_relaxed);
 }
 
-bool server_snapshot::is_set() const { return server_is_set(text); }
+bool server_snapshot::is_set() const noexcept { return server_is_set(text); }
 
-bool server_is_set(const char *text) { return std::strcmp(text, server_not_set) != 0; }
+bool server_is_set(const char *text) noexcept { return std::strcmp(text, server_not_set) != 0; }
 
-void debug_printf(const char *format, ...) {
+void debug_printf(const char *format, ...) noexcept {
     if (!g_ntp_var.g_ntp_debug)
         return;
     va_list arguments;

@@ -18,8 +18,8 @@
 class shared_flag {
   public:
     constexpr shared_flag() = default;
-    operator std::int32_t() const { return value_.load(std::memory_order_relaxed); }
-    shared_flag &operator=(std::int32_t value) {
+    operator std::int32_t() const noexcept { return value_.load(std::memory_order_relaxed); }
+    shared_flag &operator=(std::int32_t value) noexcept {
         value_.store(value, std::memory_order_relaxed);
         return *this;
     }
@@ -70,7 +70,7 @@ extern std::int32_t debug;
 /// Holds ntp_mutex for a scope.
 class ntp_guard {
   public:
-    ntp_guard() { ntp_lock(); }
+    ntp_guard() noexcept { ntp_lock(); }
     ~ntp_guard() { ntp_unlock(); }
     ntp_guard(const ntp_guard &) = delete;
     ntp_guard &operator=(const ntp_guard &) = delete;
@@ -90,7 +90,9 @@ class server_name {
     [[nodiscard]] static std::optional<server_name> from(const char *text) noexcept;
 
     /// The text and the zeros that fill a field up.
-    const std::array<char, server_name_size> &padded() const noexcept { return padded_; }
+    [[nodiscard]] const std::array<char, server_name_size> &padded() const noexcept {
+        return padded_;
+    }
 
   private:
     server_name() = default;
@@ -105,12 +107,12 @@ void store_server(char (&field)[server_name_size], const server_name &name) noex
 /// Always terminated; read during a change it may be cut or empty.
 struct server_snapshot {
     char text[server_name_size];
-    explicit server_snapshot(char (&field)[server_name_size]);
-    bool is_set() const;
+    explicit server_snapshot(char (&field)[server_name_size]) noexcept;
+    [[nodiscard]] bool is_set() const noexcept;
 };
 
 /// Whether a server text is a server at all, as the failover rules see it.
-bool server_is_set(const char *text);
+[[nodiscard]] bool server_is_set(const char *text) noexcept;
 
 /// printf on standard output when "debug ntp" is on, nothing otherwise.
-[[gnu::format(printf, 1, 2)]] void debug_printf(const char *format, ...);
+[[gnu::format(printf, 1, 2)]] void debug_printf(const char *format, ...) noexcept;

@@ -55,13 +55,13 @@ std::int32_t kernel_frequency() {
     timex query{}; // modes 0: only asks
     if (adjtimex(&query) < 0) {
         std::perror("adjtimex");
-        // Meant to end the whole daemon: without this call it is on no kernel that
-        // it was built for.  The event loop may be in the middle of anything, and
-        // that is safe: the daemon has nothing that is destroyed at exit, libfrr
-        // frees nothing then (it takes its memory types out of lists and gives a
-        // terminal back), and this thread holds no lock.  The step is stored already,
-        // and unlike _exit() this still writes what was printed.  Should a signal end
-        // the daemon at this very moment, glibc still runs each part of exit() once.
+        // Ends the whole daemon, on purpose: a kernel without this call is not one
+        // that it was built for.  That is safe whatever the event loop is doing:
+        // nothing of the daemon's is destroyed at exit, libfrr frees nothing then (it
+        // takes its memory types out of lists and gives a terminal back), and this
+        // thread holds no lock.  The step is stored already.  Unlike _exit(), this
+        // writes out what was printed.  If a signal ends the daemon at the same
+        // moment, glibc still runs each part of exit() once.
         std::exit(1); // NOLINT(concurrency-mt-unsafe)
     }
     return static_cast<std::int32_t>(query.freq);
@@ -69,7 +69,7 @@ std::int32_t kernel_frequency() {
 
 } // namespace
 
-cli_log_record clock_change_record(const request_bytes &request) {
+cli_log_record clock_change_record(const request_bytes &request) noexcept {
     cli_log_record record{};
     std::memcpy(&record.bytes[0], &clock_module, sizeof clock_module);
     std::memcpy(&record.bytes[28], &changed, sizeof changed);
@@ -77,12 +77,12 @@ cli_log_record clock_change_record(const request_bytes &request) {
     return record;
 }
 
-timeval target_time(const ntp_reply &reply) {
+timeval target_time(const ntp_reply &reply) noexcept {
     return {unix_seconds_from_ntp(reply.transmit.seconds),
             static_cast<suseconds_t>(microseconds_from_fraction(reply.transmit.fraction))};
 }
 
-reply_outcome judge_delay(double slop_microseconds) {
+reply_outcome judge_delay(double slop_microseconds) noexcept {
     const std::int32_t r = saturate(slop_microseconds);
     if (r >= 0)
         return reply_outcome::clock_set;
@@ -90,7 +90,7 @@ reply_outcome judge_delay(double slop_microseconds) {
 }
 
 reply_report rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
-                          ntp_timestamp arrival, const request_bytes &request) {
+                          ntp_timestamp arrival, const request_bytes &request) noexcept {
     debug_printf("\r\n %s: enter rfc1305print().%d\n\r", __func__, trace_tag::reply_accepted);
     const ntp_reply reply = parse_reply(datagram);
     if (!has_usable_transmit_time(reply))

@@ -28,15 +28,16 @@ struct reply_report {
 ///
 /// A kernel whose clock frequency cannot be read ends the process (status 1).
 [[nodiscard]] reply_report rfc1305print(std::span<const std::uint8_t, ntp_packet_size> datagram,
-                                        ntp_timestamp arrival, const request_bytes &request);
+                                        ntp_timestamp arrival,
+                                        const request_bytes &request) noexcept;
 
 /// The change log's record of a clock step: the request's bytes with two
 /// numbers (in host order) and zeros over its first 32.
-cli_log_record clock_change_record(const request_bytes &request);
+[[nodiscard]] cli_log_record clock_change_record(const request_bytes &request) noexcept;
 
 /// The time that a reply sets: its transmit time as it stands.
-timeval target_time(const ntp_reply &reply);
+[[nodiscard]] timeval target_time(const ntp_reply &reply) noexcept;
 
 /// Judges a reply after the step by the network delay it claims: a server that
 /// held the request longer than the round trip took cannot be right.
-[[nodiscard]] reply_outcome judge_delay(double slop_microseconds);
+[[nodiscard]] reply_outcome judge_delay(double slop_microseconds) noexcept;

@@ -14,9 +14,9 @@
 
 namespace {
 
-/// Creates the client thread with the daemon's signals blocked: the event loop
-/// only wakes up for those that reach its own thread.  The command that sets the
-/// hardware clock inherits this: it goes on when the daemon is told to end.
+/// Creates the client thread with the daemon's signals blocked: a signal only wakes
+/// the event loop when it reaches that loop's own thread.  The command that sets the
+/// hardware clock inherits this, and goes on when the daemon is told to end.
 int create_client_thread(pthread_t *thread) {
     sigset_t ours;
     sigset_t before;

@@ -19,7 +19,7 @@ namespace {
 
 /// First IPv4 address of a server's name or dotted address; nothing, with the
 /// reason on standard error, when there is none.  The look-up is not
-/// re-entrant: only the client thread makes any.
+/// re-entrant: only the client thread may make one.
 std::optional<in_addr> resolve(ntp_server server, const char *name) {
     client_status::note_look_up(server, name);
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
@@ -40,8 +40,8 @@ std::optional<in_addr> resolve(ntp_server server, const char *name) {
     return address;
 }
 
-/// A UDP socket that select() can watch; its set has no room for a descriptor
-/// that high, which hundreds of open sessions can lead to.
+/// A UDP socket that select() can watch.  With hundreds of open sessions the next
+/// descriptor can be too high for select()'s set.
 int open_watchable_socket() {
     const int fd = socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
     if (fd >= FD_SETSIZE) {
@@ -56,7 +56,7 @@ void report_failed_lookup() { std::puts("ntp get host by name failed"); }
 
 } // namespace
 
-int open_client_socket() {
+int open_client_socket() noexcept {
     const int fd = open_watchable_socket();
     if (fd < 0) {
         const int error = errno;
@@ -81,7 +81,7 @@ int open_client_socket() {
     return fd;
 }
 
-bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
+bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) noexcept {
     timeval now{};
     gettimeofday(&now, nullptr);
     request = make_request(now);
@@ -114,7 +114,7 @@ bool ntp_send_packet(int socket, ntp_server server, request_bytes &request) {
     return true;
 }
 
-bool check_source(const sockaddr_in &sender, ntp_server server) {
+bool check_source(const sockaddr_in &sender, ntp_server server) noexcept {
     // A copy taken without the lock: a datagram must not wait for the mutex.
     const server_snapshot name(server_field(server));
     const auto address = resolve(server, name.text);

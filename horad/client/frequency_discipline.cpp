@@ -49,8 +49,8 @@ int sample_count = 0; // up to ring_size
 
 double seconds_between(int earlier, int later) { return d_ring[later].time - d_ring[earlier].time; }
 
-/// Step by step back from the newest sample, what the clock would have drifted
-/// less had the present frequency been in force.
+/// Sets all samples' bounds to what they would be had the present frequency always
+/// been in force: step by step back from the newest sample.
 void find_bounds(std::int32_t frequency) {
     double drift = 0.0;
     for (int left = ring_size, i = ring_index; left > 0; --left) {
@@ -89,8 +89,8 @@ hull find_hull(bound edge, segment *segments, const char *name, const char *cros
                &across);
         const auto [low, high] =
             is_upper ? std::pair(previous, along.slope) : std::pair(along.slope, previous);
-        // The smallest in the lower hull, too, where the largest would be the closer one:
-        // recorded results depend on it.
+        // In the lower hull, too, the smallest is taken, although the largest would be
+        // closer: recorded results depend on it.
         if (low < across.slope && across.slope < high &&
             (!found.crossing || across.slope < found.crossing->slope))
             found.crossing = across;

@@ -17,7 +17,7 @@ std::uint32_t get_word(std::span<const std::uint8_t, ntp_packet_size> bytes, std
 
 } // namespace
 
-request_bytes make_request(const timeval &now) {
+request_bytes make_request(const timeval &now) noexcept {
     constexpr std::uint32_t one_second = 0x00010000; // 16.16
     constexpr std::uint8_t precision = 0xFA;         // 2^-6 s
     request_bytes bytes{0x1B, 0, 4, precision};      // leap 0, version 3, mode 3; poll 2^4 s
@@ -29,7 +29,7 @@ request_bytes make_request(const timeval &now) {
     return bytes;
 }
 
-ntp_reply parse_reply(std::span<const std::uint8_t, ntp_packet_size> bytes) {
+ntp_reply parse_reply(std::span<const std::uint8_t, ntp_packet_size> bytes) noexcept {
     const auto timestamp_at = [&](std::size_t offset) {
         return ntp_timestamp{get_word(bytes, offset), get_word(bytes, offset + 4)};
     };
@@ -50,7 +50,7 @@ ntp_reply parse_reply(std::span<const std::uint8_t, ntp_packet_size> bytes) {
     };
 }
 
-exchange_intervals measure_exchange(const ntp_reply &reply, ntp_timestamp arrival) {
+exchange_intervals measure_exchange(const ntp_reply &reply, ntp_timestamp arrival) noexcept {
     const double elapsed = microseconds_between(arrival, reply.originate);
     const double stall = microseconds_between(reply.transmit, reply.receive);
     const double there = microseconds_between(reply.receive, reply.originate);

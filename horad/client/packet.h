@@ -19,7 +19,7 @@ using request_bytes = std::array<std::uint8_t, ntp_packet_size>;
 
 /// The client request as sent at a local time: version 3, mode 3, with that
 /// time as its transmit timestamp.
-request_bytes make_request(const timeval &now);
+[[nodiscard]] request_bytes make_request(const timeval &now) noexcept;
 
 /// A reply's fields as sent, in host order.
 struct ntp_reply {
@@ -39,23 +39,25 @@ struct ntp_reply {
 };
 
 /// Takes the first 48 bytes of a datagram apart.  Any bytes make a reply.
-ntp_reply parse_reply(std::span<const std::uint8_t, ntp_packet_size> bytes);
+[[nodiscard]] ntp_reply parse_reply(std::span<const std::uint8_t, ntp_packet_size> bytes) noexcept;
 
 /// Whether a datagram of that many bytes may be a reply: 48..1299.  A buffer
 /// that came back full may have been cut, so 1300 is refused.
-constexpr bool is_reply_length(std::size_t length) {
+constexpr bool is_reply_length(std::size_t length) noexcept {
     return length >= ntp_packet_size && length < receive_buffer_size;
 }
 
 /// Whether the clock could be set to a reply's transmit time.  This is the only
 /// field that decides: leap, version, mode, stratum and the echoed timestamp
 /// are not looked at, so an unsynchronised server is believed.
-constexpr bool has_usable_transmit_time(const ntp_reply &reply) {
+constexpr bool has_usable_transmit_time(const ntp_reply &reply) noexcept {
     return reply.transmit.seconds != 0 && reply.transmit.seconds != 0xFFFFFFFFU;
 }
 
 /// A 16.16 fixed-point number of seconds in microseconds.
-constexpr double microseconds_from_short(std::int32_t value) { return value * 15.2587890625; }
+constexpr double microseconds_from_short(std::int32_t value) noexcept {
+    return value * 15.2587890625;
+}
 
 /// What one exchange tells about the network and the clocks, in microseconds.
 struct exchange_intervals {
@@ -66,4 +68,5 @@ struct exchange_intervals {
 };
 
 /// arrival  T4, when the reply reached us
-exchange_intervals measure_exchange(const ntp_reply &reply, ntp_timestamp arrival);
+[[nodiscard]] exchange_intervals measure_exchange(const ntp_reply &reply,
+                                                  ntp_timestamp arrival) noexcept;

@@ -155,7 +155,7 @@ void handle_datagram(client &self) {
 }
 
 /// Waits for a signal code, a datagram or the end of the wait, as select() does.
-/// A descriptor that could not be had at start-up is simply not watched.
+/// What could not be opened is not watched.
 int wait_for_event(client &self, fd_set &readable) {
     FD_ZERO(&readable);
     for (const int fd : {self.signals, self.socket})
@@ -167,7 +167,7 @@ int wait_for_event(client &self, fd_set &readable) {
 
 } // namespace
 
-void *ntp_client_process(void * /*unused*/) {
+void *ntp_client_process(void * /*unused*/) noexcept {
     prctl(PR_SET_NAME, "ntpClient");
     const int fd = open_client_socket();
     if (fd < 0)
@@ -175,7 +175,7 @@ void *ntp_client_process(void * /*unused*/) {
     primary_loop(fd);
 }
 
-void primary_loop(int socket) {
+void primary_loop(int socket) noexcept {
     client self{.socket = socket, .signals = ntp_signal_pipe[0], .schedule = {}};
     debug_printf("\r\n primary_loop: enter primary_loop().\n\r");
     if (debug)

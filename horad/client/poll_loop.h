@@ -4,10 +4,10 @@
 #pragma once
 
 /// The client thread's body, as pthread_create() wants it: names the thread, opens its
-/// socket and polls.  When it cannot have its socket it ends, and later restarts find
-/// nobody: the daemon has to be started anew.
-void *ntp_client_process(void *unused);
+/// socket and polls.  Without a socket it ends, and later restarts reach nobody: the daemon
+/// has to be started anew.
+void *ntp_client_process(void *unused) noexcept;
 
 /// Polls the servers for ever on a UDP socket bound to the NTP port.  The
 /// socket must be below FD_SETSIZE.  Client thread only.
-[[noreturn]] void primary_loop(int socket);
+[[noreturn]] void primary_loop(int socket) noexcept;

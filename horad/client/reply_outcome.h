@@ -7,8 +7,8 @@ enum class reply_outcome {
     clock_set,
     no_transmit_time, ///< no clock can be set to its transmit time
     clock_refused,    ///< the kernel did not let the clock be set
-    // The clock was set, but the server claims to have held the request for longer than
-    // the round trip took, which cannot be right.
+    /// The clock was set, but the server claims to have held the request for longer than
+    /// the round trip took, which cannot be right.
     negative_delay,
-    negative_delay_of_two, ///< by two microseconds, a fraction of one cut off
+    negative_delay_of_two, ///< the same, by 2 to below 3 microseconds
 };

@@ -9,7 +9,7 @@
 
 /// Truncates toward zero; the nearest number for one that does not fit, 0 for
 /// what is no number.
-inline std::int32_t saturate(double value) {
+inline std::int32_t saturate(double value) noexcept {
     using limits = std::numeric_limits<std::int32_t>;
     if (std::isnan(value))
         return 0;

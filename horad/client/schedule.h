@@ -22,7 +22,7 @@ inline constexpr int wait_after_trouble = 300; ///< after a bad datagram or a fa
 inline constexpr int wait_week = 604800;       ///< after a good reply, and while stopped
 
 /// The wait after a reply, in seconds.
-int wait_after(reply_outcome outcome);
+[[nodiscard]] int wait_after(reply_outcome outcome) noexcept;
 
 /// Requests without a reset after which the other server gets its turn.
 inline constexpr int requests_per_server = 3;
@@ -44,28 +44,28 @@ struct poll_schedule {
     bool ntp_is_stop = false;
 
     // Events of the operator.
-    void on_restart();
-    void on_stop();
+    void on_restart() noexcept;
+    void on_stop() noexcept;
 
     // Events of select().
-    void on_interrupted();
-    idle_action on_idle();
-    void on_datagram_while_stopped();
+    void on_interrupted() noexcept;
+    [[nodiscard]] idle_action on_idle() noexcept;
+    void on_datagram_while_stopped() noexcept;
 
     // Events of a request.  Both return whether the server was switched;
     // has_secondary: a secondary server is set (an empty one counts as set).
-    bool on_request_failed(bool has_secondary);
-    bool on_request_sent(bool has_secondary);
+    bool on_request_failed(bool has_secondary) noexcept;
+    bool on_request_sent(bool has_secondary) noexcept;
 
     // Events of a datagram.  A datagram from elsewhere or a receive error is
     // none: the wait goes on as it was.
-    void on_bad_length();
+    void on_bad_length() noexcept;
     /// Returns whether the server was switched, as it is after every reply but one
     /// that set the clock with nothing wrong about it.
-    bool on_reply(reply_outcome outcome, bool has_secondary);
+    bool on_reply(reply_outcome outcome, bool has_secondary) noexcept;
 
   private:
-    void set_wait(int seconds) { wait = {seconds, 0}; }
-    void begin_again(int wait_seconds);
-    void switch_server() { ntp_cur_server = other_server(ntp_cur_server); }
+    void set_wait(int seconds) noexcept { wait = {seconds, 0}; }
+    void begin_again(int wait_seconds) noexcept;
+    void switch_server() noexcept { ntp_cur_server = other_server(ntp_cur_server); }
 };

@@ -10,7 +10,7 @@ void print_timestamp(std::FILE *out, const char *label, ntp_timestamp time) {
 } // namespace
 
 void print_exchange(std::FILE *out, const timeval &target, const ntp_reply &reply,
-                    ntp_timestamp arrival) {
+                    ntp_timestamp arrival) noexcept {
     std::fprintf(out, "set time to %lu.%.6lu\n", static_cast<unsigned long>(target.tv_sec),
                  static_cast<unsigned long>(target.tv_usec));
     std::fprintf(out, "LI=%d  VN=%d  Mode=%d  Stratum=%d  Poll=%d  Precision=%d\n", reply.leap,
@@ -27,7 +27,8 @@ void print_exchange(std::FILE *out, const timeval &target, const ntp_reply &repl
     print_timestamp(out, "Our recv ", arrival);
 }
 
-void print_intervals(std::FILE *out, const exchange_intervals &intervals, std::int32_t frequency) {
+void print_intervals(std::FILE *out, const exchange_intervals &intervals,
+                     std::int32_t frequency) noexcept {
     std::fprintf(out, "Total elapsed: %9.2f\nServer stall:  %9.2f\nSlop:          %9.2f\n",
                  intervals.elapsed, intervals.stall, intervals.slop);
     std::fprintf(out,
@@ -37,7 +38,7 @@ void print_intervals(std::FILE *out, const exchange_intervals &intervals, std::i
 }
 
 void print_statistics_line(std::FILE *out, const ntp_reply &reply, ntp_timestamp arrival,
-                           const exchange_intervals &intervals, std::int32_t frequency) {
+                           const exchange_intervals &intervals, std::int32_t frequency) noexcept {
     constexpr std::uint32_t seconds_per_day = 86400;
     constexpr std::uint32_t fractions_per_millisecond = 4294967;
     std::fprintf(out, "%d %.5d.%.3d  %8.1f %8.1f  %8.1f %8.1f %9d\n",

@@ -25,9 +25,10 @@ constexpr status initial{.server = static_cast<std::int32_t>(ntp_server::primary
 
 /// A record that one thread writes and any thread reads, none ever waiting for another.
 ///
-/// A new version is written beside the one that is read.  Whoever reads any word of the
-/// version after the next one also sees, by the order of that word, that the next one was
-/// published, and reads again.
+/// Two slots take turns: a new version is written beside the one that is read.  A reader
+/// who is so slow that its slot is written again gets a word of that later version.  The
+/// word was released after the version in between was published, so the reader then sees
+/// that the version has changed, and reads again.
 class published_status {
   public:
     void write(const status &record) noexcept {

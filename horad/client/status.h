@@ -30,7 +30,7 @@ void note_look_up(ntp_server server, const char *name) noexcept;
 void note_address(in_addr address) noexcept;
 void note_look_up_failed(const char *why) noexcept;
 
-/// A request is to go out; the one before it was waited for as long as it was going to be.
+/// A request is about to go out: the wait for an answer to the one before it is over.
 void note_request_due() noexcept;
 void note_request_sent() noexcept;
 void note_send_failed(int error) noexcept;

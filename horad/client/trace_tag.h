@@ -2,9 +2,8 @@
 //
 // The numbers at the ends of the client's trace lines ("debug ntp on").
 //
-// A number names its message for good: operators' scripts and support notes look for
-// it, whatever becomes of the code around it.  None is ever changed or used again; a
-// new message goes without.
+// Operators' scripts and support notes look for these numbers, so each belongs to its
+// message for good: none is ever changed or used again.  A new message gets none.
 #pragma once
 
 namespace trace_tag {

@@ -7,7 +7,7 @@
 
 #include "ntp_state.h"
 
-int ntp_config_write(vty *vty) {
+int ntp_config_write(vty *vty) noexcept {
     if (ntp_status != 1)
         return 0;
     vty_frame(vty, "ntp terminal\n");

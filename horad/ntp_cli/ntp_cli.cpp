@@ -10,7 +10,7 @@
 
 #include "ntp_cli/node.h"
 
-void ntp_cli_init() {
+void ntp_cli_init() noexcept {
     ntp_node_install(ntp_config_write);
 
     for (const cmd_element *command : {&ntp_config_interface_cmd, &ntp_debug_cmd})

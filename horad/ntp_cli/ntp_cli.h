@@ -10,7 +10,7 @@ struct zone_catalogue_entry;
 
 /// Installs the node and its seventeen commands, in this order:
 /// two in the configuration node, then fifteen in the daemon's own.
-void ntp_cli_init();
+void ntp_cli_init() noexcept;
 
 // The commands, by the file that holds their handlers.
 
@@ -47,4 +47,4 @@ extern const cmd_element no_timezone_cmd;
 /// Writes the running configuration as command lines, or nothing while NTP is
 /// off: a disabled daemon's servers and zone are not saved.  Returns 0.
 /// (config_writer.cpp)
-int ntp_config_write(vty *vty);
+int ntp_config_write(vty *vty) noexcept;

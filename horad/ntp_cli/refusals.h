@@ -12,22 +12,22 @@
 
 /// `second ntp server2`.
 ///
-/// primary  the field as it is: only an empty one stands in the way, one that was
-///          never set ("0.0.0.0") is let through
+/// primary  the field as it is: only an empty one is refused, one that was never set
+///          ("0.0.0.0") is let through
 /// host     null when it was not given
 [[nodiscard]] const char *refusal_of_second_server(const char *primary, const char *host) noexcept;
 
 /// `ntp enable`.
 [[nodiscard]] const char *refusal_to_enable(const char *primary) noexcept;
 
-/// What sets a zone while NTP is off is told.
+/// For a zone that is set while NTP is off.
 inline constexpr char ntp_is_off[] = "NTP protcol is disable!\r\n";
 
-/// What `dst` in the place of `timezone` is told.
+/// For `dst` in the place of `timezone`.
 inline constexpr char dst_is_automatic[] =
     "\r\nOperation is not supported. DST will be calculated automatically "
     "when setting time zone! \r\n";
 
-/// What an unknown location is told, by its continent: a format.
+/// For an unknown location: a format, with its continent.
 inline constexpr char unknown_location[] =
     "\r\nThe location name is wrong or does not exist in %s!\r\n";

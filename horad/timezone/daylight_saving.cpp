@@ -37,7 +37,7 @@ using line_slots = std::array<dump_line, kept_lines>;
 /// when there is no dump.
 std::span<const dump_line> read_dump(line_slots &slots) {
     const std::unique_ptr<std::FILE, file_close> file(std::fopen(dump_path, "re"));
-    if (!file)
+    if (file == nullptr)
         return {};
     std::size_t count = 0;
     while (count < slots.size() &&

@@ -92,7 +92,7 @@ void check_abbreviation(const char *zone, const std::tm *local) {
     if (reason == nullptr)
         return;
     std::fflush(stdout);
-    // In front stands the name of a program; here is none.
+    // A program would put its name in front; in the daemon there is none.
     std::fprintf(stderr, "(null): warning: zone \"%s\" abbreviation \"%s\" %s\n", zone,
                  local->tm_zone, reason);
     has_warned = true;
@@ -109,11 +109,11 @@ void add_abbreviation(line &line, const std::tm &local) {
 
 } // namespace
 
-void remove_dump() { unlink(dump_path); }
+void remove_dump() noexcept { unlink(dump_path); }
 
-void warn_again() { has_warned = false; }
+void warn_again() noexcept { has_warned = false; }
 
-void append_instant(const dumped_zone &zone, const_timezone_t utc, std::int64_t time) {
+void append_instant(const dumped_zone &zone, const_timezone_t utc, std::int64_t time) noexcept {
     std::tm utc_fields{};
     std::tm local_fields{};
     const std::tm *const in_utc = localtime_rz(utc, &time, &utc_fields);
@@ -141,7 +141,7 @@ void append_instant(const dumped_zone &zone, const_timezone_t utc, std::int64_t 
     check_abbreviation(zone.name, local);
 }
 
-void append_local_time(const dumped_zone &zone, std::int64_t time) {
+void append_local_time(const dumped_zone &zone, std::int64_t time) noexcept {
     std::tm local_fields{};
     const std::tm *const local = localtime_rz(zone.zone, &time, &local_fields);
 

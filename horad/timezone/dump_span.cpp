@@ -29,7 +29,7 @@ time_span span_of(std::int64_t low, std::int64_t high) {
 
 } // namespace
 
-std::int64_t start_of_year(std::int64_t year) {
+std::int64_t start_of_year(std::int64_t year) noexcept {
     using limits = std::numeric_limits<std::int64_t>;
     constexpr std::int64_t beyond_time = 300'000'000'000; // years; days are far from overflow
     const std::int64_t days = days_from_date(std::clamp(year, -beyond_time, beyond_time), 0, 1);
@@ -39,9 +39,9 @@ std::int64_t start_of_year(std::int64_t year) {
     return seconds;
 }
 
-time_span default_span() { return span_of(default_low, default_high); }
+time_span default_span() noexcept { return span_of(default_low, default_high); }
 
-std::optional<time_span> parse_span(const char *text) {
+std::optional<time_span> parse_span(const char *text) noexcept {
     const auto first = read_year(text);
     if (!first)
         return std::nullopt;

@@ -13,10 +13,10 @@ struct time_span {
 };
 
 /// A year's first second in UTC; the nearest end of time for one beyond.
-std::int64_t start_of_year(std::int64_t year);
+[[nodiscard]] std::int64_t start_of_year(std::int64_t year) noexcept;
 
 /// What a dump covers unless it is told otherwise: the years -500 to 2500.
-time_span default_span();
+[[nodiscard]] time_span default_span() noexcept;
 
 /// Reads "HIGH", which begins at -500, or "LOW,HIGH".  Nothing for any other text.
-std::optional<time_span> parse_span(const char *text);
+[[nodiscard]] std::optional<time_span> parse_span(const char *text) noexcept;

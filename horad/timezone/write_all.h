@@ -5,9 +5,9 @@
 
 #include <unistd.h>
 
-/// Writes a text to the end of it: a disk that fills up takes a part of it first,
-/// and says why only when asked to take the rest.
-inline bool write_all(int file, std::string_view text) {
+/// Writes all of a text.  A disk that fills up takes a part of it first, and only
+/// refuses the rest.
+[[nodiscard]] inline bool write_all(int file, std::string_view text) noexcept {
     while (!text.empty()) {
         const ssize_t count = write(file, text.data(), text.size());
         if (count <= 0)

@@ -98,11 +98,11 @@ year_changes read_changes(std::span<const dump_line> lines) noexcept {
     return changes;
 }
 
-hemisphere hemisphere_of(const year_changes &changes) {
+hemisphere hemisphere_of(const year_changes &changes) noexcept {
     return changes[0].local > changes[1].local ? hemisphere::southern : hemisphere::northern;
 }
 
-bool is_daylight_saving(const year_changes &changes, std::int64_t now) {
+bool is_daylight_saving(const year_changes &changes, std::int64_t now) noexcept {
     const std::int64_t first = changes[0].utc;
     const std::int64_t second = changes[2].utc;
     if (hemisphere_of(changes) == hemisphere::northern)

@@ -24,7 +24,7 @@ using dump_line = std::array<char, 256>;
 /// year   looked for as a text, anywhere in a line.  2036 is in the number of
 ///        the lowest instant: no dump ever shows a change in that year, nor in one
 ///        of more than four digits.
-bool shows_changes(std::span<const dump_line> lines, int year) noexcept;
+[[nodiscard]] bool shows_changes(std::span<const dump_line> lines, int year) noexcept;
 
 /// What a line of a dump says: an instant in UTC and in local time.  Both are
 /// read as local times of the process's own zone (on purpose: `now` is compared
@@ -44,14 +44,14 @@ using year_changes = std::array<change_times, 4>;
 /// leaves the fields that it does not reach as the line before had them.
 ///
 /// Refreshes the process's zone, as mktime() does.
-year_changes read_changes(std::span<const dump_line> lines) noexcept;
+[[nodiscard]] year_changes read_changes(std::span<const dump_line> lines) noexcept;
 
 enum class hemisphere { northern, southern };
 
 /// In the south the year begins in daylight-saving time: its first change sets
 /// clocks back.
-hemisphere hemisphere_of(const year_changes &changes);
+[[nodiscard]] hemisphere hemisphere_of(const year_changes &changes) noexcept;
 
 /// Whether daylight-saving time is in force.  The bounds themselves are standard
 /// time in both hemispheres.
-bool is_daylight_saving(const year_changes &changes, std::int64_t now);
+[[nodiscard]] bool is_daylight_saving(const year_changes &changes, std::int64_t now) noexcept;

@@ -62,8 +62,8 @@ int32_t set_system_timezone(const char *text) noexcept {
     if (!are_hours(number_in(given)))
         return refuse("\r\nerror time zone format h\r", old_format_error);
 
-    // Before the minutes are looked at: a caller that asks on which side of Greenwich the
-    // last text was gets it for one that is refused for its minutes, too.
+    // Before the minutes are looked at, so that the side of Greenwich is stored even if
+    // the text is refused for its minutes: callers have always seen it so.
     g_sys_timezone.east = !given.starts_with('-');
     if (!g_sys_timezone.east)
         given.remove_prefix(1);

@@ -74,12 +74,12 @@ int32_t zdump_main(int32_t argc, char *argv[]) noexcept {
 
     const std::time_t now = time(nullptr);
     const owned_zone utc(tzalloc("UTC0"));
-    if (!utc)
+    if (utc == nullptr)
         std::perror("UTC0"); // not run by any test: a TZ string needs no file, and memory is there
     const int width = name_width(names);
     for (const char *name : names) {
         const owned_zone zone(tzalloc(name));
-        if (!zone) {
+        if (zone == nullptr) {
             std::perror(name);
             return 1;
         }

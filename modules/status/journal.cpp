@@ -182,8 +182,8 @@ class look {
 
 int64_t journal_look(struct journal *journal, const struct horad_client_status *status,
                      int64_t monotonic, journal_writer write) {
-    look look(*journal, *status, monotonic, write);
-    look.tell();
+    look now(*journal, *status, monotonic, write);
+    now.tell();
     journal->seen = *status;
-    return look.tell_left_out();
+    return now.tell_left_out();
 }

@@ -26,12 +26,12 @@ FAULTS = [
         ("abbreviation.size() < 3", "abbreviation.size() <= 3"),
         ("abbreviation.size() > 6", "abbreviation.size() >= 6"),
         ("has_warned = true;", ""),
-        ("void warn_again() { has_warned = false; }", "void warn_again() {}"),
+        ("void warn_again() noexcept { has_warned = false; }", "void warn_again() noexcept {}"),
         ("text_.data() + length_, text_.size() - length_", "text_.data() + length_, text_.size()", Same(
             "a line has nine pieces of at most 255 characters, most of them far shorter, and room for 2048")),
         ("if (local->tm_gmtoff != unknown)", "if (local->tm_gmtoff == unknown)"),
         ("return close(file) == 0 && written;", "close(file);\n    return written;", "tests/system/test_faults.py -k close"),
-        ("void remove_dump() { unlink(dump_path); }", "void remove_dump() {}"),
+        ("void remove_dump() noexcept { unlink(dump_path); }", "void remove_dump() noexcept {}"),
         ("index >= 0 && index <", "index > 0 && index <"),
     ),
     *faults_in(

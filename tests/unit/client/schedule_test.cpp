@@ -226,7 +226,9 @@ constexpr struct {
 TEST(Schedule, AnUnusableReplySwitchesWhenThereIsAnother) {
     for (const auto &reply : unusable) {
         simulation run;
-        run.answer = [&](simulation &s) { s.switches += s.schedule.on_reply(reply.outcome, true); };
+        run.answer = [&](simulation &s) {
+            s.switches += s.schedule.on_reply(reply.outcome, s.has_secondary);
+        };
         run.run_until(reply.retry);
         EXPECT_EQ(run.requests, (requests{{0, pri}, {reply.retry, sec}}));
         EXPECT_EQ(run.switches, 2);
@@ -238,7 +240,7 @@ TEST(Schedule, AnUnusableReplyOfTheOnlyServerIsRetried) {
         simulation run;
         run.has_secondary = false;
         run.answer = [&](simulation &s) {
-            EXPECT_FALSE(s.schedule.on_reply(reply.outcome, false));
+            EXPECT_FALSE(s.schedule.on_reply(reply.outcome, s.has_secondary));
         };
         run.run_until(2 * reply.retry);
         EXPECT_EQ(run.requests, (requests{{0, pri}, {reply.retry, pri}, {2 * reply.retry, pri}}));
