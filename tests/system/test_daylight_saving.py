@@ -66,27 +66,6 @@ def test_order_of_the_steps(bench: Bench) -> None:
     assert events[5]["seconds"] == 0.1
 
 
-def test_list_that_cannot_be_written_or_read(bench: Bench) -> None:
-    shim = calls(bench)
-    lost = b'********zdump:fopen("/tmp/dstconfig", "cw") error..!'
-    shim.fail("open", "EROFS")
-    assert ask(shim, 2020, JULY, "Europe/London") == (0, lost * 8, b"")
-    # Written, but not to be read again.
-    shim.fail("open", "EACCES", times=1, after="sleep")
-    assert ask(shim, 2020, JULY, "Europe/London") == (0, b"", b"")
-
-
-@pytest.mark.parametrize("held", [1, 2, 3])
-def test_list_that_is_cut_short(bench: Bench, held: int) -> None:
-    """Two lines are enough to look for a change in, but there is none."""
-    shim = calls(bench)
-    shim.fail("open", "ENOSPC", times=8 - held, after=held)
-    result, shown, _ = ask(shim, 2020, JULY, "Europe/London")
-    assert shown.count(b"acDstDump[") == held
-    if held < 3:
-        assert result == 0
-
-
 def test_nothing_else_changes(bench: Bench) -> None:
     daemon = bench.daemon(calls=1)
     assert daemon.shim is not None

@@ -56,11 +56,3 @@ def test_zone_that_cannot_be_exported(
     assert shim.call("get_system_timezone").result == offset
     assert shim.call("get_timezone_offset").result == number
     assert shim.call("getenv", "TZ").result == "UTC-08:15"
-
-
-def test_nothing_is_run_with_a_shells_characters(bench: Bench) -> None:
-    shim = calls(bench)
-    message = b"\r\nThe format of time zone is invalid! It can't contain ;\r\n"
-    assert shim.call("set_system_timezone_new", "+;l00") == (0, message, b"")
-    assert content(bench.world, TZ_FILE) is None
-    assert shim.events("system") == []

@@ -1,5 +1,8 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""The zone set by a zone file's path, for callers inside the process."""
+"""The zone set by a zone file's path, for callers inside the process.
+
+Odd paths and links: tests/unit/timezone/system_timezone_test.cpp; failing calls: tests/system/faults.
+"""
 from __future__ import annotations
 
 import pytest
@@ -51,13 +54,6 @@ def test_order_of_the_steps(bench: Bench) -> None:
     assert {event["path"] for event in events} == {LINK}
 
 
-def test_null_path(bench: Bench) -> None:
-    shim = calls(bench)
-    assert shim.call("set_system_timezone_by_path", None) == (-27, b"", b"")
-    assert link(bench.world) == UTC
-    assert shim.events("unlink", "symlink") == []
-
-
 @pytest.mark.parametrize("path", ["/nowhere/at all", "relative/path", "$(touch /tmp/x)", "/dev/null", "/" + "x" * 2000])
 def test_path_is_used_as_given(bench: Bench, path: str) -> None:
     shim = calls(bench)
@@ -76,13 +72,6 @@ def test_link_replaces_a_file(bench: Bench) -> None:
     assert link(bench.world) == UTC
 
 
-def test_link_is_made_where_there_was_none(bench: Bench) -> None:
-    bench.world.path(LINK).unlink()
-    shim = calls(bench)
-    assert shim.call("set_system_timezone_by_path", UTC) == (0, b"", b"")
-    assert link(bench.world) == UTC
-
-
 @pytest.mark.parametrize(("error", "reason"), [("EACCES", "Permission denied"), ("ENOSPC", "No space left on device")])
 def test_link_that_cannot_be_made(bench: Bench, error: str, reason: str) -> None:
     """The old link is gone already; the process keeps its zone."""
@@ -93,21 +82,6 @@ def test_link_that_cannot_be_made(bench: Bench, error: str, reason: str) -> None
     assert answer == (-1, b"", f"symlink err: {reason}\n".encode())
     assert link(bench.world) is None
     assert shim.call("localtime_r", JULY).result == "2020-07-15 09:00:00 JST 0 32400"
-
-
-def test_empty_path(bench: Bench) -> None:
-    shim = calls(bench)
-    assert shim.call("set_system_timezone_by_path", "") == (-1, b"", b"symlink err: No such file or directory\n")
-    assert link(bench.world) is None
-
-
-def test_folder_in_the_way(bench: Bench) -> None:
-    """What cannot be removed says so when the new link cannot be made."""
-    bench.world.path(LINK).unlink()
-    bench.world.path(LINK).mkdir()
-    shim = calls(bench)
-    answer = shim.call("set_system_timezone_by_path", UTC)
-    assert answer == (-1, b"", b"symlink err: File exists\ncannot remove /etc/localtime: Is a directory\n")
 
 
 def test_nothing_to_remove(bench: Bench) -> None:
@@ -142,20 +116,3 @@ def test_link_that_stays(bench: Bench) -> None:
     reason = b"symlink err: File exists\ncannot remove /etc/localtime: Read-only file system\n"
     assert answer == (-1, b"", reason)
     assert daemon.stdout() == b""
-
-
-def test_debug_line(bench: Bench) -> None:
-    shim = calls(bench, "password lab\ndebug ntp on\n")
-    line = f"\r\n>>>>Set system timezone {UTC} successfully!\r\n".encode()
-    assert shim.call("set_system_timezone_by_path", UTC) == (0, line, b"")
-    shim.fail("symlink", "EIO", times=1)
-    assert shim.call("set_system_timezone_by_path", UTC) == (-1, b"", b"symlink err: Input/output error\n")
-
-
-def test_offset_wins_over_the_link(bench: Bench) -> None:
-    """TZ, once set, decides; the link is for everybody else."""
-    shim = calls(bench)
-    shim.call("set_system_timezone", "8")
-    assert shim.call("set_system_timezone_by_path", f"{ZONES}/Europe/Paris") == (0, b"", b"")
-    assert link(bench.world) == f"{ZONES}/Europe/Paris"
-    assert shim.call("localtime_r", JULY).result == "2020-07-15 08:00:00 UTC 0 28800"

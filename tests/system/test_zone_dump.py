@@ -79,14 +79,6 @@ def test_oracle_agrees_with_the_lists_above() -> None:
     assert len([*changes(zone_of("Africa/Casablanca"), year_start(2012), year_start(2013))]) == 4
 
 
-def test_list_that_cannot_be_opened(bench: Bench) -> None:
-    bench.world.path(DUMP).mkdir()
-    shim = calls(bench)
-    assert years(shim, "2020,2021", "Europe/London") == (0, CANNOT_OPEN * 8, b"")
-    assert years(shim, "2020,2021", "UTC0", "Europe/London") == (0, CANNOT_OPEN * 12, b"")
-    assert shim.call("zdump_main", "", "", "", "", "UTC0") == (0, CANNOT_OPEN, b"")
-
-
 def test_lines_that_are_lost(bench: Bench) -> None:
     """The others are there, in order."""
     shim = calls(bench)
@@ -96,12 +88,3 @@ def test_lines_that_are_lost(bench: Bench) -> None:
             shim.fail(call, "ENOSPC", times, after)
             assert years(shim, "2020,2021", "Europe/London") == (0, CANNOT_OPEN * times, b"")
             assert content(bench.world, DUMP) == b"".join(lines[:after] + lines[after + times :])
-
-
-def test_last_list_that_stays(bench: Bench) -> None:
-    """A list that cannot be removed is written on."""
-    bench.world.path(DUMP).write_bytes(b"old\n")
-    shim = calls(bench)
-    shim.fail("unlink", "EPERM", times=1)
-    assert years(shim, "2020,2021", "Europe/London") == DONE
-    assert content(bench.world, DUMP) == b"old\n" + LONDON_2020

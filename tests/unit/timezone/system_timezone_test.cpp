@@ -46,11 +46,25 @@ TEST_F(SystemTimezone, TextIsExported) {
 }
 
 TEST_F(SystemTimezone, TextTakesThePlaceOfTheOneBefore) {
-    sync_sys_timezone("UTC-8:30");
-    EXPECT_EQ(timezone, -30600); // for who reads it without asking for the zone
-    sync_sys_timezone("UTC+5");
-    EXPECT_STREQ(getenv("TZ"), "UTC+5");
-    EXPECT_EQ(timezone, 18000);
+    const struct {
+        const char *text;
+        long west; // read from `timezone` without asking for the zone
+        const char *local;
+    } cases[] = {
+        {"UTC-8:30", -30600, "1970-01-01 08:30:00 UTC dst=0 30600 Thu 0"},
+        {"UTC+12", 43200, "1969-12-31 12:00:00 UTC dst=0 -43200 Wed 364"},
+        {"CET-1CEST,M3.5.0,M10.5.0", -3600, "1970-01-01 01:00:00 CET dst=0 3600 Thu 0"},
+        {"nowhere", 0, "1970-01-01 00:00:00 GMT dst=0 0 Thu 0"}, // no zone that is known
+        {"", 0, "1970-01-01 00:00:00 GMT dst=0 0 Thu 0"},
+    };
+    for (const auto &[text, west, local] : cases) {
+        std::filesystem::remove("/etc/TZ");
+        EXPECT_EQ(sync_sys_timezone(text), 0);
+        EXPECT_EQ(timezone, west) << text;
+        EXPECT_EQ(contents("/etc/TZ"), text);
+        EXPECT_STREQ(getenv("TZ"), text);
+        EXPECT_EQ(epoch_here(), local) << text;
+    }
 }
 
 TEST_F(SystemTimezone, ZoneIsTakenAway) {
@@ -62,9 +76,15 @@ TEST_F(SystemTimezone, ZoneIsTakenAway) {
 }
 
 TEST_F(SystemTimezone, TzFileIsOverwrittenFromItsStart) {
-    put("/etc/TZ", "0123456789");
-    sync_sys_timezone("UTC-8");
-    EXPECT_EQ(contents("/etc/TZ"), "UTC-856789");
+    for (const std::string tail : {"", "6789", "a longer text\nwith a second line\n"}) {
+        put("/etc/TZ", "01234" + tail);
+        ASSERT_EQ(chmod("/etc/TZ", 0604), 0);
+        sync_sys_timezone("UTC-8");
+        EXPECT_EQ(contents("/etc/TZ"), "UTC-8" + tail);
+        struct stat status = {};
+        ASSERT_EQ(stat("/etc/TZ", &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0604U);
+    }
 }
 
 TEST_F(SystemTimezone, TzFileIsMadeForAll) {
@@ -76,16 +96,27 @@ TEST_F(SystemTimezone, TzFileIsMadeForAll) {
     EXPECT_EQ(status.st_mode & 07777, 0777U);
 }
 
-TEST_F(SystemTimezone, ProfileLineIsReplaced) {
-    put("/etc/profile", "umask 022\n  export TZ=old # zone\nPS1=x\n");
-    sync_sys_timezone("UTC+5:0");
-    EXPECT_EQ(contents("/etc/profile"), "umask 022\nexport TZ=UTC+5:0\nPS1=x\n");
-}
-
-TEST_F(SystemTimezone, ProfileLineIsAppended) {
-    put("/etc/profile", "umask 022\n");
-    sync_sys_timezone("UTC+5:0");
-    EXPECT_EQ(contents("/etc/profile"), "umask 022\nexport TZ=UTC+5:0\n");
+TEST_F(SystemTimezone, ProfileLineIsReplacedOrAppended) {
+    const struct {
+        const char *before;
+        const char *after;
+    } cases[] = {
+        {"", "export TZ=UTC-8\n"},
+        {"PATH=/bin\n", "PATH=/bin\nexport TZ=UTC-8\n"},
+        {"export TZ=UTC+5:0\n", "export TZ=UTC-8\n"},
+        {"a\n  export TZ=x; y=z # why\nb\n", "a\nexport TZ=UTC-8\nb\n"},
+        {"export TZ=1\na\nexport TZ=2\n", "export TZ=UTC-8\na\nexport TZ=UTC-8\n"},
+        {"export TZONE=1\n", "export TZONE=1\nexport TZ=UTC-8\n"},
+        // The word alone is taken for a line that is there to be replaced.
+        {"# TZ is set elsewhere\n", "# TZ is set elsewhere\n"},
+    };
+    for (const auto &[before, after] : cases) {
+        put("/etc/profile", before);
+        for (int i = 0; i < 2; ++i) { // the second time there is nothing to do
+            sync_sys_timezone("UTC-8");
+            EXPECT_EQ(contents("/etc/profile"), after);
+        }
+    }
 }
 
 TEST_F(SystemTimezone, UnacceptableTextChangesNothing) {
@@ -101,8 +132,12 @@ TEST_F(SystemTimezone, UnacceptableTextChangesNothing) {
 
 TEST_F(SystemTimezone, TextThatWouldNotFitTheShellCommandIsRefused) {
     tz_guard::set("before");
-    EXPECT_EQ(printed_by([] { EXPECT_EQ(sync_sys_timezone(text_of_length(60).c_str()), -2); }),
-              "\r\nThe format of time zone is invalid! It can't be longer than 59 characters\r\n");
+    for (const std::size_t length : {60U, 61U, 255U, 256U, 257U, 4096U, 30000U}) {
+        const std::string text = text_of_length(length);
+        EXPECT_EQ(
+            printed_by([&] { EXPECT_EQ(sync_sys_timezone(text.c_str()), -2); }),
+            "\r\nThe format of time zone is invalid! It can't be longer than 59 characters\r\n");
+    }
     EXPECT_STREQ(getenv("TZ"), "before");
     EXPECT_FALSE(std::filesystem::exists("/etc/TZ"));
     EXPECT_FALSE(std::filesystem::exists("/etc/profile"));
