@@ -11,7 +11,15 @@ import pytest
 from tests.tools.conftest import PROJECT
 
 PROGRAMS = ("tz_bench", "dump_bench", "discipline_bench")
-MEDIAN = {"family_index": 0, "aggregate_name": "median", "run_name": "case/engine", "cpu_time": 12.5, "time_unit": "ns"}
+
+
+def repetition(run_name: str, time: float) -> dict[str, object]:
+    return {"family_index": 0, "run_type": "iteration", "run_name": run_name, "cpu_time": time, "time_unit": "us"}
+
+
+REPETITIONS = [*(repetition("load_zone/engine", time) for time in (2.2, 2, 1.8, 2, 9)),
+               *(repetition("load_zone/c_library", time) for time in (1.5, 1.5)),
+               {"family_index": 0, "run_type": "aggregate", "run_name": "load_zone/engine"}]
 
 # Nothing that is in /tmp can be seen by it any more, this folder included.
 MEASURES = """
@@ -30,21 +38,32 @@ def program(build: Path, name: str, script: str) -> None:
 @pytest.fixture
 def build(tmp_path: Path) -> Path:
     (tmp_path / "bin").mkdir()
-    (tmp_path / "bin" / "report").write_text(json.dumps({"benchmarks": [MEDIAN]}))
+    (tmp_path / "bin" / "report").write_text(json.dumps({"benchmarks": REPETITIONS}))
     for name in PROGRAMS:
         program(tmp_path, name, MEASURES)
     return tmp_path
 
 
-def ratios(build: Path) -> subprocess.CompletedProcess[str]:
-    return subprocess.run([PROJECT / "bench" / "ratios", "--build", build], capture_output=True, text=True)
+def ratios(build: Path, *words: str) -> subprocess.CompletedProcess[str]:
+    return subprocess.run([PROJECT / "bench" / "ratios", "--build", build, *words], capture_output=True, text=True)
 
 
 def test_a_build_below_tmp(build: Path) -> None:
     assert str(build).startswith("/tmp/")
     done = ratios(build)
     assert (done.returncode, done.stderr) == (0, "")
-    assert any(line.split() == ["case", "12.5", *"-----"] for line in done.stdout.splitlines())
+    assert "load_zone 2000.0 ±10 % 1500.0 ±0 % - - 0.75 -".split() in [line.split() for line in done.stdout.splitlines()]
+
+
+def test_a_target_missed(build: Path) -> None:
+    """Said in any case; the result tells when asked, and by a factor when that is asked."""
+    missed = "missed: load_zone: 0.75 times as fast as the C library, not 1.0\n"
+    assert ratios(build).stdout.endswith(missed)
+    assert ratios(build).returncode == 0
+    assert ratios(build, "--check").returncode == 1
+    by_a_factor = ratios(build, "--check", "1.5")
+    assert by_a_factor.returncode == 0
+    assert "missed" not in by_a_factor.stdout
 
 
 def test_a_program_that_fails(build: Path) -> None:
