@@ -48,6 +48,7 @@ endif()
 
 # The units start what is installed with them, wherever that is.
 install(CODE "
+  cmake_policy(VERSION ${CMAKE_MINIMUM_REQUIRED_VERSION})
   get_filename_component(prefix \"\${CMAKE_INSTALL_PREFIX}\" ABSOLUTE)
   foreach(name horad.service horad-wait.service)
     file(READ \"${PROJECT_SOURCE_DIR}/packaging/\${name}\" unit)
