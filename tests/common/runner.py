@@ -3,13 +3,15 @@
 differences were met that have a reason."""
 
 import collections
+import os
 import random
 import shlex
 
 
 class Run:
     """arguments  PROGRAM [--full | --share N] [--seed N]; words before the program, such
-    as an emulator, come in the same argument; --share: an Nth of the sample"""
+    as an emulator, come in the same argument; --share: an Nth of the sample, without it
+    as HORAD_SHARE has it"""
 
     def __init__(self, arguments):
         self.command = shlex.split(arguments[0])
@@ -17,7 +19,7 @@ class Run:
             return int(arguments[arguments.index(option) + 1]) if option in arguments else otherwise
 
         self.full = "--full" in arguments
-        self.share = number("--share", 1)
+        self.share = number("--share", int(os.environ.get("HORAD_SHARE", 1)))
         seed = number("--seed", random.randrange(1 << 32))
         print(f"{'full' if self.full else 'sampled'} run, seed {seed}")
         self.random = random.Random(seed)

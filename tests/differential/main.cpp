@@ -3,7 +3,8 @@
 // The time-zone engine against the C library and against slow, simple models of
 // itself, over every zone file of this machine.
 //
-//   tz_differential [--full | --share N] [--seed N]    N: every Nth zone file only
+//   tz_differential [--full | --share N] [--seed N]    N: every Nth zone file only; without
+//                                                      it, as HORAD_SHARE has it
 //   tz_differential --answer    conversions for another program, line by line
 #include <algorithm>
 #include <cstdio>
@@ -55,11 +56,16 @@ int run_all(test_run &run) {
 int main(int argc, char **argv) {
     test_run run;
     run.seed = std::random_device()();
+    const auto set_share = [&](const char *text) {
+        run.share = std::max(1UL, std::strtoul(text, nullptr, 10));
+    };
+    if (const char *share = std::getenv("HORAD_SHARE"); share != nullptr)
+        set_share(share);
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--full") == 0) {
             run.full = true;
         } else if (std::strcmp(argv[i], "--share") == 0 && i + 1 < argc) {
-            run.share = std::max(1UL, std::strtoul(argv[++i], nullptr, 10));
+            set_share(argv[++i]);
         } else if (std::strcmp(argv[i], "--seed") == 0 && i + 1 < argc) {
             run.seed = std::strtoull(argv[++i], nullptr, 10);
         } else if (std::strcmp(argv[i], "--answer") == 0) {
