@@ -15,11 +15,6 @@ def timestamp(unix_seconds: int, fraction: int = 0) -> Timestamp:
     return (unix_seconds + UNIX_EPOCH) % 2**32, fraction
 
 
-def fraction_of(usec: int) -> int:
-    """Microseconds as the daemon writes them: an integer approximation."""
-    return (4294 * usec + ((1981 * usec) >> 11)) % 2**32
-
-
 def usec_of(fraction: int) -> int:
     """A fraction as the daemon reads it."""
     return (fraction >> 12) - 759 * (((fraction >> 10) + 32768) >> 16)

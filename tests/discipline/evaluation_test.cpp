@@ -146,6 +146,18 @@ TEST(Discipline, FrequenciesAtTheEndsOfAnInt) {
     });
 }
 
+TEST(Discipline, FrequenciesFartherApartThanAnInt) {
+    check_in_child([] {
+        for (std::size_t i = 0; i < 15; i++)
+            give(time_of(i), {-120, 120}, -2147483647 - 1);
+        const traced now;
+        const std::string printed = printed_by([] { give(time_of(15), {-120, 120}, 2147483647); });
+        // 64 s at 4294967295 / 65536 ppm less
+        EXPECT_TRUE(
+            lines_with(printed, "hist ").at(2).starts_with("hist 13 -128 -4194303.999023 "));
+    });
+}
+
 TEST(Discipline, NoLinePassesAll) {
     check_in_child([] {
         sixteen samples = even(0);

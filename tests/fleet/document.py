@@ -68,7 +68,7 @@ def mean(counts: array.array[int]) -> float:
 
 
 def rate(value: float) -> str:
-    """Requests a second: a whole number is one of a certain second, others are means."""
+    """Requests a second: whole numbers are of one second, others are means."""
     return f"{value:,.0f}" if isinstance(value, int) or value >= 10 else f"{value:.2f}"
 
 

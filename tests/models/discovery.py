@@ -134,10 +134,6 @@ class Verdict:
     def bounds(self):
         return (self.found[0][0], self.found[2][0]) if self.found else None
 
-    @property
-    def southern(self):
-        return self.found[0][1] > self.found[1][1] if self.found else None
-
     def result(self, now):
         return decide(self.found, now)[0] if self.found else 0
 

@@ -77,7 +77,7 @@ class Finder:
                     return t + other - offset
         return None
 
-    def search(self, minute_clock, second, dst, carry):
+    def search(self, minute_clock, second, dst, *, carry):
         if carry:
             over, second = divmod(second, 60)
             minute_clock += over * 60
@@ -99,8 +99,8 @@ class Finder:
         return None if t is None else t + aside
 
     def search_both(self, minute_clock, second, dst):
-        t = self.search(minute_clock, second, dst, False)
-        return self.search(minute_clock, second, dst, True) if t is None else t
+        t = self.search(minute_clock, second, dst, carry=False)
+        return self.search(minute_clock, second, dst, carry=True) if t is None else t
 
     def find(self, minute_clock, second, dst):
         t = self.search_both(minute_clock, second, dst)

@@ -67,7 +67,7 @@ def reason_to_warn(abbreviation):
 
 
 def failure(name, reason):
-    """What the system says of a zone that there is not, in a zone's place."""
+    """In a zone's place: what the system says of a zone that does not exist."""
     return f"{name}: {reason}\n"
 
 

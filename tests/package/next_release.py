@@ -83,7 +83,7 @@ def version(debian: Debian) -> str:
 
 
 def test_the_system_first_and_then_the_package(system: Debian) -> None:
-    """As it happens to who upgrades Debian: for a while the older package runs on the newer system."""
+    """As it happens to those who upgrade Debian: for a while the older package runs on the newer system."""
     before = version(system)
     is_as_it_was(system)
     codename = platform.freedesktop_os_release()["VERSION_CODENAME"]

@@ -39,8 +39,8 @@ def pytest_report_header(config: pytest.Config) -> str:
 
 
 def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item]) -> None:
-    """Memory and the like are no property of a sanitized daemon: not a test of it.  Nor are a
-    program's imports one of its own where what counts lines is in it, too."""
+    """Leaves out what says nothing about this build: tests of memory in a sanitized one, tests of
+    the program's imports where they include what counts lines."""
     build = build_of(config)
     left_out = {"plain_build": build.sanitized, "uncounted_build": build.counts_lines}
     for marker in (name for name, applies in left_out.items() if applies):

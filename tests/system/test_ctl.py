@@ -113,7 +113,7 @@ def test_no_lines(bench: Bench, ctl: Ctl) -> None:
 
 
 def test_lines_that_cannot_be_sent(bench: Bench, ctl: Ctl) -> None:
-    """They would leave both sides waiting, or be two lines."""
+    """Lines that would leave both sides waiting, or be taken for two."""
     listening(bench)
     told = ctl(input=b"show ntp\n" + b"a" * 4095 + b"\nno\0timezone\n" + b"a" * 4094 + b"\nshow ntp\n")
     assert told.status == 1

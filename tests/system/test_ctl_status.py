@@ -255,7 +255,7 @@ def test_wait_for_a_daemon_that_is_not_there_yet(bench: Bench, ctl: Ctl) -> None
 
 
 def test_wait_for_a_step_that_comes(bench: Bench, ctl: Ctl) -> None:
-    """The bare daemon's: its row tells, as soon as it is there."""
+    """Without the module: the row of the step tells, as soon as it is there."""
     process = ctl.start("wait", "--timeout", "60")
     bench.server(answer=truthful(timestamp(int(time.time()) - 1)))
     bare(bench, PRIMARY)

@@ -15,7 +15,6 @@ from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
 
 WEEK = 604800
-DRIFT = 20e-6
 
 
 @pytest.fixture
@@ -107,7 +106,7 @@ def test_a_corrupt_database(bench: Bench, ctl: Ctl) -> None:
 
 
 def test_a_locked_database(bench: Bench, ctl: Ctl) -> None:
-    """Not by a writer of the daemon's kind, beside which it is read."""
+    """A writer as the daemon is one does not lock it; another kind may."""
     bench.daemon()
     exclusive = HOLD.replace('connection.execute("BEGIN EXCLUSIVE")',
                              'connection.execute("PRAGMA locking_mode = EXCLUSIVE"); connection.execute("BEGIN EXCLUSIVE")')

@@ -98,7 +98,7 @@ def test_version(bench: Bench, line: str) -> None:
 
 @pytest.mark.parametrize("line", ["-N -v", "-N --version", "--pathspace -v", "-- -v", "-- --version", "-d -f -v"])
 def test_argument_that_reads_like_version(bench: Bench, line: str) -> None:
-    """It is another option's, or none at all: the daemon starts."""
+    """It is the value of another option, or no option at all: the daemon starts."""
     daemon = bench.daemon(arguments=line.split(), ready=False)
     wait_answer(bench.world, "127.0.0.1", 2705)
     assert VERSION not in daemon.stdout()

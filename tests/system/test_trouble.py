@@ -42,7 +42,7 @@ def test_no_socket(bench: Bench) -> None:
 
 
 def test_signals_nobody_reads(bench: Bench) -> None:
-    """Restarts pile up until the pipe is full; then each one says so."""
+    """Restarts pile up until the pipe is full; each one after that says so."""
     daemon = bench.polling(PRIMARY, socket_errno=24)
     daemon.wait_stderr(b"net socker ")
     session = bench.vty(daemon)

@@ -85,7 +85,7 @@ def test_link_that_cannot_be_made(bench: Bench, error: str, reason: str) -> None
 
 
 def test_nothing_to_remove(bench: Bench) -> None:
-    """That is no reason."""
+    """A link that was not there is no reason to tell of."""
     bench.world.path(LINK).unlink()
     shim = calls(bench)
     shim.fail("symlink", "ENOSPC", times=1)

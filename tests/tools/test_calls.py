@@ -91,7 +91,7 @@ def test_ctrl_c(tmp_path: Path, clone: Clone, script: str) -> None:
 
 
 def with_system_test(clone: Clone, body: str) -> None:
-    """Of all that `./test --quick` does, only this test remains."""
+    """Takes out all that `./test --quick` does but for one system test with this body."""
     clone.replace("tools/setup", "true")
     clone.replace("tools/build", "true")
     clone.program("ctest", "echo all passed")

@@ -73,7 +73,7 @@ def test_lines(monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[st
 
 
 def test_a_file_without_counts(monkeypatch: pytest.MonkeyPatch, capsys: pytest.CaptureFixture[str], tmp_path: Path) -> None:
-    """Of a function that no program has any more, or never had."""
+    """An explained line of a function that is in no program."""
     (tmp_path / "horad").mkdir()
     (tmp_path / "horad" / "g.h").write_text("void g(); // not run by any test: who would\n")
     monkeypatch.setattr(coverage, "PROJECT", tmp_path)

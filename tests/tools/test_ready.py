@@ -99,7 +99,7 @@ def succeeds(clone: Clone, tool: list[str]) -> None:
 
 
 def instead(clone: Clone, program: str, script: str) -> Callable[[], None]:
-    """Another program for a while; call what is returned to end it."""
+    """Puts another program in a program's place; call what is returned to end that."""
     path = clone.programs / program
     before = path.read_text() if path.exists() else None
     clone.program(program, script)

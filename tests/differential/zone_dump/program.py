@@ -26,7 +26,7 @@ class Program:
         return self.ask_all([words])[0]
 
     def ask_all(self, questions):
-        """Not one by one: waiting for each other is what takes long.  The questions must
+        """All at once: waiting for each answer is what takes long.  The questions must
         fit into a pipe."""
         for words in questions:
             self.tell(*words)

@@ -38,7 +38,7 @@ STEPPED_BY_RESTART = "clock not stepped before a restart of the daemon"
 def recovery(daemon: Daemon, session: Vty, shim: Shim, expected: Texts) -> str:
     """How the clock is stepped once the fault is gone.
 
-    What is expected decides what is waited for: anything else would not come.
+    Waits for what is expected, as anything else would never come.
     """
     if any(text.endswith(STEPPED) for text in expected):
         wait_step(shim)

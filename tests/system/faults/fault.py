@@ -120,7 +120,7 @@ def in_debian_12(fault: Fault, text: str) -> str:
 def heard(daemon: Daemon, fault: Fault) -> list[str]:
     """What the daemon has printed.
 
-    A failure is seen before what is printed of it: all that is expected is waited for.
+    The failure is seen before the line about it, so this waits for all expected lines.
     """
 
     def now() -> list[str]:
