@@ -158,6 +158,25 @@ TEST(Discipline, FrequenciesFartherApartThanAnInt) {
     });
 }
 
+// Several lines cross only where times go back.
+TEST(Discipline, OfSeveralCrossingLinesTheSmallestSlopeCounts) {
+    static constexpr std::array<std::uint32_t, 16> times{4990, 5000, 5000, 5010, 5020, 5020,
+                                                         5030, 5040, 5040, 5030, 5040, 5050,
+                                                         5020, 5030, 5040, 5050};
+    static constexpr std::array<double, 16> lows{-80, -70, -70, -80, -70, -70, -30, -50,
+                                                 -50, -40, -90, -70, -70, -40, -80, -60};
+    check_in_child([] {
+        std::int32_t result = 0;
+        const traced now;
+        const std::string printed = printed_by([&] {
+            for (std::size_t i = 0; i < 16; i++)
+                result = give(times[i], {lows[i], lows[i] + 120});
+        });
+        EXPECT_EQ(result, -18565);
+        EXPECT_EQ(lines_with(printed, "mincross ").at(0), "mincross -1.666667 *x+ -60.000000");
+    });
+}
+
 TEST(Discipline, NoLinePassesAll) {
     check_in_child([] {
         sixteen samples = even(0);
