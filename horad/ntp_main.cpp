@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // The daemon's frame: its description for libfrr, its signals, its start-up.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <type_traits>
 
+#include <malloc.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <zebra.h>
@@ -87,9 +90,23 @@ void ntp_init() {
     ntp_cli_init();
 }
 
+/// Gives back the stack that the library's start-up has touched, and nobody touches again:
+/// a tenth of the memory that is the daemon's own.
+void release_startup_stack() noexcept {
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    // Well below what is in use; not all of it need be there.
+    constexpr std::uintptr_t kept = 64 << 10;
+    constexpr std::uintptr_t given_back = 512 << 10;
+    auto *const here = static_cast<char *>(__builtin_frame_address(0));
+    char *const end = here - kept - reinterpret_cast<std::uintptr_t>(here) % page;
+    madvise(end - given_back, given_back, MADV_DONTNEED);
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+    // The client thread allocates once a week: it needs no heap of its own.
+    mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): there is one thread yet
     // Messages reach a log file or a pipe line by line, as they happen.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
 
@@ -110,6 +127,7 @@ int main(int argc, char **argv) {
     // somebody else, the daemon goes on with what that user may do.
     [[maybe_unused]] const int ignored = seteuid(0);
     frr_config_fork();
+    release_startup_stack();
     frr_run(master);
     return 0;
 }

@@ -6,6 +6,7 @@ import os
 import re
 import subprocess
 import time
+from pathlib import Path
 
 import pytest
 
@@ -90,6 +91,30 @@ def test_memory_at_rest(bench: Bench) -> None:
     daemon = bench.daemon(shim=False)
     # Most of it are pages of libfrr and what that needs.
     assert daemon.status_field("VmRSS") <= (9 if bench.build.libfrr < (9,) else 12) * 1024
+
+
+def own_memory(daemon: Daemon, mapping: str = "") -> int:
+    """Memory that no file holds and nobody shares, in kB: all of it, or a mapping's."""
+    text = Path(f"/proc/{daemon.pid}/{'smaps' if mapping else 'smaps_rollup'}").read_text()
+    found = re.search(re.escape(mapping) + r"\n(?:\w+:.*\n)*?Anonymous:\s+(\d+) kB", text)
+    assert found is not None
+    return int(found[1])
+
+
+@pytest.mark.plain_build
+def test_own_memory(bench: Bench) -> None:
+    """The library's start-up touches 250 kB of stack: they are given back.  The client thread has no heap of its own."""
+    bench.server(answer=truthful(timestamp(START)))
+    daemon = bench.polling(PRIMARY)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("flush")
+    assert own_memory(daemon, "[stack]") <= 128
+    if bench.build.libfrr < (9,):
+        assert own_memory(daemon) <= 1856  # with some of the preloaded library's
+    # A heap of a thread's own lies where 64 MB are set aside for it.
+    maps = Path(f"/proc/{daemon.pid}/maps").read_text()
+    spans = [(int(begin, 16), int(end, 16)) for begin, end in re.findall(r"^(\w+)-(\w+) ---p 0+ 00:00 0 *$", maps, re.MULTILINE)]
+    assert [end - begin for begin, end in spans if end - begin > 32 * 2**20] == []
 
 
 @pytest.mark.plain_build
