@@ -54,7 +54,8 @@ struct cli_log_record {
  * db            a handle that database_init() was given
  * record, text  not null
  *
- * Returns 0 once it is on disk, else -1 with one line on standard error.
+ * Returns 0 once it is in the log, else -1 with one line on standard error.  The caller is
+ * about to make the change: nobody waits for the disk here.
  */
 int cli_log(struct config_db *db, const struct cli_log_record *record, const char *text);
 

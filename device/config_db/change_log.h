@@ -28,7 +28,9 @@ struct config_db_change {
  * Appends one change, with the present time, to the log; rows already there can
  * be neither altered nor deleted.
  *
- * Returns 0 once the row is on disk, else -1 with one line on standard error.
+ * Returns 0 once the row is in the file, else -1 with one line on standard error.  It
+ * does not wait for the disk: the row gets there with the next step of the clock that is
+ * stored, or when the kernel writes the file back.
  */
 int config_db_log_change(struct config_db *db, const struct config_db_change *change);
 

@@ -64,7 +64,8 @@ int database_disconnect(struct config_db *db) {
 int db_olt_ntp_set_ntp_diff_time(struct config_db *db, int diff, int area, int id) {
     if (!is_initialised(db))
         return -1;
-    return append_row(db->path, "INSERT INTO clock_step (time, diff, area, id) VALUES (?, ?, ?, ?)",
+    return append_row(db->path, reaches_disk::at_once,
+                      "INSERT INTO clock_step (time, diff, area, id) VALUES (?, ?, ?, ?)",
                       std::int64_t{std::time(nullptr)}, std::int64_t{diff}, std::int64_t{area},
                       std::int64_t{id});
 }
@@ -72,8 +73,10 @@ int db_olt_ntp_set_ntp_diff_time(struct config_db *db, int diff, int area, int i
 int config_db_log_change(struct config_db *db, const struct config_db_change *change) {
     if (!is_initialised(db))
         return -1;
+    // The caller is about to make the change, and a clock is late by what it waits here.
     return append_row(
-        db->path, "INSERT INTO change_log (time, kind, value, record, text) VALUES (?, ?, ?, ?, ?)",
+        db->path, reaches_disk::with_next_row,
+        "INSERT INTO change_log (time, kind, value, record, text) VALUES (?, ?, ?, ?, ?)",
         std::int64_t{std::time(nullptr)}, std::int64_t{change->kind}, std::int64_t{change->value},
         blob{change->record, change->record_size}, change->text);
 }

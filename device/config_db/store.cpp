@@ -93,7 +93,7 @@ bool prepare(sqlite3 *db, int version) noexcept {
     // Switching to it does not wait for others at work on a new file.  It is for good,
     // so whoever comes next makes up for a switch that failed.
     execute(db, "PRAGMA journal_mode = WAL");
-    // A row reported as stored is to have reached the disk.
+    // A row reported as stored is to have reached the disk, unless it is to wait for the next.
     return execute(db, "PRAGMA synchronous = FULL") &&
            (version == schema_version || execute(db, schema));
 }
@@ -119,6 +119,12 @@ int report_failure(const char *path, sqlite3 *db) noexcept {
     char reason[256];
     std::snprintf(reason, sizeof reason, "%s (%s)", sqlite3_errmsg(db), cause);
     return report_failure(path, reason);
+}
+
+bool wait_for_no_disk(sqlite3 *db) noexcept {
+    // Closed, the last connection would write the log into the tables, and wait for that.
+    return sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr) == SQLITE_OK &&
+           execute(db, "PRAGMA synchronous = OFF");
 }
 
 connection open_store(const char *path) noexcept {

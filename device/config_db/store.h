@@ -36,6 +36,13 @@ int report_failure(const char *path, sqlite3 *db) noexcept;
 /// Returns null, reported, when it cannot be used.
 [[nodiscard]] connection open_store(const char *path) noexcept;
 
+/// When a row is on disk.
+enum class reaches_disk { at_once, with_next_row };
+
+/// Leaves it to the next row, or to the kernel, to wait for the disk.  Until then the rows
+/// are in the write-ahead log only: cut off by a power failure, it ends with a whole row.
+[[nodiscard]] bool wait_for_no_disk(sqlite3 *db) noexcept;
+
 [[nodiscard]] inline bool bind_value(sqlite3_stmt *row, int place, std::int64_t value) noexcept {
     return sqlite3_bind_int64(row, place, value) == SQLITE_OK;
 }
@@ -49,10 +56,13 @@ int report_failure(const char *path, sqlite3 *db) noexcept;
 /// Stores one row: `insert` is the statement, `values` its parameters in order.
 /// Returns 0 once it is committed, else -1, reported, and nothing is stored.
 template <typename... Values>
-[[nodiscard]] int append_row(const char *path, const char *insert, Values... values) noexcept {
+[[nodiscard]] int append_row(const char *path, reaches_disk when, const char *insert,
+                             Values... values) noexcept {
     const connection db = open_store(path);
     if (db == nullptr)
         return -1;
+    if (when == reaches_disk::with_next_row && !wait_for_no_disk(db.get()))
+        return report_failure(path, db.get());
 
     sqlite3_stmt *prepared = nullptr;
     sqlite3_prepare_v2(db.get(), insert, -1, &prepared, nullptr);

@@ -46,9 +46,14 @@ FAULTS = [
         ("PRAGMA user_version = 1;\n", ""),
         ("if (version > schema_version)", "if (version > schema_version + 1)"),
         ('execute(db, "PRAGMA journal_mode = WAL");', ""),
+        ("SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1", "SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0"),
         ("BEFORE DELETE ON change_log", "BEFORE INSERT ON clock_step"),
         ("*end = '/';\n", ""),
         ('sqlite3_db_readonly(db.get(), "main") == 1', "false"),
+    ),
+    *faults_in(
+        "device/config_db/store.cpp", "tests/system/test_faults.py -k database-fsync",
+        ('execute(db, "PRAGMA synchronous = OFF")', "true"),
     ),
     *faults_in(
         "device/zone_catalogue/find_zone.cpp", "device_test ZoneCatalogue.* ZoneFolder.* ZoneSubset.*",

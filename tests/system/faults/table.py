@@ -292,13 +292,17 @@ FAULTS = [
             ("pread", "EIO", "disk I/O error (Input/output error)", ""),
             ("pwrite", "EIO", "disk I/O error (Input/output error)", ""),
             ("pwrite", "ENOSPC", "disk I/O error (No space left on device)", ""),
-            ("fsync", "EIO", "disk I/O error", ""),
         )
         for fault in faults(
             call, error, database, watch=DATABASE,
             once=(STEPPED, "step stored", database_says(f"{reason}`"), ON, ONE_CHANGE_LOST),
             always=useless_database(reason_of_all or reason),
         )
+    ),
+    # The change does not wait for the disk: it is in the log before the clock is set.
+    *faults(
+        "fsync", "EIO", database, watch=DATABASE,
+        alike=(STEPPED, "step not stored", database_says("disk I/O error`"), ON, NOTHING_LOST),
     ),
     *faults("close", "EIO", database, alike=(STEPPED, "step stored", SILENT, ON, NOTHING_LOST), watch=DATABASE),
     *(

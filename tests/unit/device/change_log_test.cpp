@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 
 #include "cli_helper/cli_helper.h"
 #include "database_fixture.h"
@@ -47,6 +48,18 @@ TEST_F(ChangeLog, RowsCanBeNeitherAlteredNorDeleted) {
     EXPECT_EQ(writer.run("DELETE FROM change_log"), refused);
     EXPECT_EQ(writer.run("UPDATE change_log SET text = 'x'"), refused);
     EXPECT_EQ(writer.run("SELECT text FROM change_log"), (std::vector<row>{{"change by ntp."}}));
+}
+
+TEST_F(ChangeLog, TheNextStepTakesAChangeToTheDisk) {
+    auto log = file;
+    log += "-wal";
+    ASSERT_EQ(database_init(&db), 0);
+    ASSERT_EQ(cli_log(&db, &record, "change by ntp."), 0);
+    EXPECT_TRUE(std::filesystem::exists(log));
+    ASSERT_EQ(store(1), 0);
+    EXPECT_FALSE(std::filesystem::exists(log));
+    EXPECT_EQ(peer(file).run("SELECT text FROM change_log"),
+              (std::vector<row>{{"change by ntp."}}));
 }
 
 TEST_F(ChangeLog, FailuresAreToldLikeTheDatabasesOwn) {
