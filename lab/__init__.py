@@ -41,6 +41,8 @@ is gone when this process is, however it ends.  Needs root.
            .reset() .orphans()
     chrony(world, address), ntpsec(world, address): .log() .stop()
 
+Other time daemons than ours, and how long anything takes: lab/hurry.
+
 HORAD_TIME_FACTOR stretches every deadline (slow builds, busy machines).
 """
 from .build import DEFAULT_BUILD, Build

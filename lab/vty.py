@@ -116,6 +116,10 @@ class Vty:
         self.prompt = found[1]
         return text[: found.start(1)]
 
+    def answer(self) -> bytes:
+        """All that comes until the next prompt, echo included."""
+        return self._read_prompt()
+
     # --- what an operator does
 
     def login(self, password: str = PASSWORD) -> bytes:
