@@ -4,6 +4,8 @@ from __future__ import annotations
 
 from .fault import faults_in
 
+CHECK = "tests/system/test_config_check.py::test_"
+
 FAULTS = [
     *faults_in(
         "horad/ntp_cli/refusals.cpp", "horad_test ServerCommands.*",
@@ -15,7 +17,7 @@ FAULTS = [
         ('return "% Command incomplete.\\n";', 'return "% Command incomplete.\\r\\n";'),
         ('if (secondary != nullptr && !fits(secondary))\n        return "Slave', 'if (!fits(secondary))\n        return "Slave',
          "horad_test ServerCommands.*"),
-        ("server_is_set(primary) ? nullptr", "!server_is_set(primary) ? nullptr", "tests/system/test_commands.py"),
+        ("server_is_set(primary) ? nullptr", "!server_is_set(primary) ? nullptr"),
     ),
     *faults_in(
         "horad/ntp_cli/ntp_commands.cpp", "horad_test ServerCommands.*",
@@ -29,11 +31,12 @@ FAULTS = [
          ""),
         ('store_server(g_ntp_var.g_sec_ntp_server, "");', "store_server(g_ntp_var.g_sec_ntp_server, server_not_set);"),
         ("ntp_server_config(g_ntp_var.g_pri_ntp_server, g_ntp_var.g_sec_ntp_server);",
-         "ntp_server_config(g_ntp_var.g_sec_ntp_server, g_ntp_var.g_pri_ntp_server);", "tests/system/test_commands.py"),
-        ('is_text(argv[2]->text, "on") ? 1 : 0', "1", "tests/system/test_debug_lines.py::test_debug_off_again"),
+         "ntp_server_config(g_ntp_var.g_sec_ntp_server, g_ntp_var.g_pri_ntp_server);",
+         "tests/system/test_commands.py::test_enable_and_disable"),
+        ('is_text(argv[2]->text, "on") ? 1 : 0', "1", "horad_test DebugCommand.*"),
         ("    .attr = CMD_ATTR_HIDDEN,\n", "", "horad_test Commands.*"),
         ('"Disable debug ntp\\n"', '"Disable debug ntp"', "horad_test Commands.*"),
-        ("ntp_node_leave(vty);", "", "tests/system/test_commands.py"),
+        ("ntp_node_leave(vty);", "", "horad_test DaemonsNode.*"),
     ),
     *faults_in(
         "horad/ntp_cli/show_commands.cpp", "horad_test ShowCommands.*",
@@ -49,9 +52,8 @@ FAULTS = [
         ("time_zone:%s\\r\\ntime_zone_name:%s", "time_zone_name:%s\\r\\ntime_zone:%s", "horad_test Commands.*"),
     ),
     *faults_in(
-        "horad/ntp_cli/zone_commands.cpp", "tests/system/test_zones.py",
-        ("if (set_system_timezone_by_path(zone.path) != 0)\n        return;", "set_system_timezone_by_path(zone.path);",
-         "tests/system/test_faults.py"),
+        "horad/ntp_cli/zone_commands.cpp", "horad_test ZoneCommands.*",
+        ("if (set_system_timezone_by_path(zone.path) != 0)\n        return;", "set_system_timezone_by_path(zone.path);"),
         ("g_ntp_var.city_name = zone.location;", "g_ntp_var.city_name = zone.continent;"),
         ("g_ntp_var.time_zone = zone.offset;", "g_ntp_var.time_zone = zone.short_name;"),
         ("if (ntp_status == 0) {", "if (false) {"),
@@ -61,32 +63,32 @@ FAULTS = [
         ('std::strcmp(form, "timezone") == 0', 'std::strcmp(form, "timezone") != 0'),
     ),
     *faults_in(
-        "horad/ntp_cli/config_writer.cpp", "tests/system/test_configuration.py",
+        "horad/ntp_cli/config_writer.cpp", "horad_test ShowCommands.*",
         ("if (ntp_status != 1)\n        return 0;", ""),
         ("g_ntp_var.g_pri_ntp_server, g_ntp_var.g_sec_ntp_server", "g_ntp_var.g_sec_ntp_server, g_ntp_var.g_pri_ntp_server"),
         ("g_ntp_var.continent_name != nullptr && g_ntp_var.city_name != nullptr", "true"),
         ('vty_out(vty, " ntp enable\\r\\n");', ""),
     ),
     *faults_in(
-        "horad/ntp_cli/config_check.cpp", "tests/system/test_config_check.py",
+        "horad/ntp_cli/config_check.cpp", CHECK + "each_wrong_line_is_named_by_the_check",
         ("count > 1 ? words[1]->arg", "count > 0 ? words[0]->arg"),
         ('std::snprintf(told.primary, sizeof told.primary, "%s", primary);', ""),
         ("told.is_on = false;\n            return nullptr;", "return nullptr;"),
         ("unsigned number = 1;", "unsigned number = 0;"),
         ("if (std::iscntrl(", "if (!std::iscntrl("),
-        ("purpose == check_for::report ?", "purpose != check_for::report ?"),
+        ("purpose == check_for::report ?", "purpose != check_for::report ?", CHECK + "a_missing_default_file"),
         ("std::ferror(file)", "std::feof(file)"),
         ("return remove ? nullptr", "return !remove ? nullptr"),
-        ('to_journal ? "<4>" : ""', 'to_journal ? "" : ""'),
+        ('to_journal ? "<4>" : ""', 'to_journal ? "" : ""', CHECK + "the_journal_is_told_a_priority"),
     ),
     *faults_in(
-        "horad/ntp_cli/config_line.c", "tests/system/test_config_check.py",
+        "horad/ntp_cli/config_line.c", CHECK + "each_wrong_line_is_named_by_the_check",
         ("found_in > CONFIG_NODE) {", "found_in > VTY_NODE) {"),
         ("*node = node_after(line, found_in);", ""),
         ("return NTP_NODE_NUMBER;", "return node;"),
     ),
     *faults_in(
-        "horad/ntp_cli/node.c", "tests/system/test_commands.py",
+        "horad/ntp_cli/node.c", "horad_test DaemonsNode.*",
         (".parent_node = CONFIG_NODE,", ".parent_node = ENABLE_NODE,"),
         ('"%s(config-ntp)# "', '"%s(config-ntp)#"'),
         ("{ vty->node = CONFIG_NODE; }", "{ vty->node = ENABLE_NODE; }"),

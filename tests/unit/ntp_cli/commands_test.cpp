@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
-// What the server commands store, and commands in a state that no other leads to.
+// What the commands store, show and write, without a daemon around them.
 #include "ntp_cli/ntp_cli.h"
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -16,26 +17,67 @@
 #include "vty.h"
 
 #include "common/configured_servers.h"
+#include "common/heap.h"
 #include "common/kept_session.h"
+#include "common/output.h"
+#include "common/private_folder.h"
 #include "horad/frr_compat.h"
+#include "ntp_cli/node.h"
 #include "ntp_state.h"
 
 namespace {
 
+/// A session in the daemon's node.
+class ntp_session {
+  public:
+    ntp_session() {
+        static const bool ready = [] {
+            cmd_init(0);
+            vty_init(event_master_create(nullptr), false);
+            ntp_cli_init();
+            return true;
+        }();
+        EXPECT_TRUE(ready);
+        enter();
+    }
+
+    void enter() {
+        kept_.get()->node = CONFIG_NODE;
+        EXPECT_EQ(type("ntp"), CMD_SUCCESS);
+    }
+    int type(const char *line) { return cmd_execute(kept_.get(), line, nullptr, 0); }
+
+    [[nodiscard]] int node() const { return kept_.get()->node; }
+    [[nodiscard]] std::string text() const { return kept_.text(); }
+
+  private:
+    kept_session kept_;
+};
+
 /// What a line typed in the daemon's node answers.
-std::string answer(const std::string &line) {
-    static const bool ready = [] {
-        cmd_init(0);
-        vty_init(event_master_create(nullptr), false);
-        ntp_cli_init();
-        return true;
-    }();
-    EXPECT_TRUE(ready);
-    const kept_session session;
-    session.get()->node = CONFIG_NODE;
-    EXPECT_EQ(cmd_execute(session.get(), "ntp", nullptr, 0), CMD_SUCCESS);
-    EXPECT_EQ(cmd_execute(session.get(), line.c_str(), nullptr, 0), CMD_SUCCESS);
+std::string answer(const std::string &line, int result = CMD_SUCCESS) {
+    ntp_session session;
+    EXPECT_EQ(session.type(line.c_str()), result);
     return session.text();
+}
+
+TEST(DaemonsNode, LiesBelowTheConfiguration) {
+    ntp_session session;
+    EXPECT_EQ(session.node(), NTP_NODE_NUMBER);
+    const auto *node = static_cast<const cmd_node *>(vector_lookup(cmdvec, NTP_NODE_NUMBER));
+    EXPECT_STREQ(node->prompt, "%s(config-ntp)# ");
+    EXPECT_EQ(session.type("line vty"), CMD_SUCCESS); // of the node above
+    EXPECT_EQ(session.node(), VTY_NODE);
+    session.enter();
+    EXPECT_EQ(session.type("exit"), CMD_SUCCESS);
+    EXPECT_EQ(session.node(), CONFIG_NODE);
+}
+
+TEST(DebugCommand, SwitchesTheTrace) {
+    answer("debug ntp on");
+    EXPECT_EQ(g_ntp_var.g_ntp_debug, 1);
+    answer("debug ntp off");
+    EXPECT_EQ(g_ntp_var.g_ntp_debug, 0);
 }
 
 /// Both servers as they were set before, and not set again after a test.
@@ -117,6 +159,19 @@ TEST_F(ServerCommands, TakeASecondaryAwayWithoutAPrimary) {
     expect_servers("", "");
 }
 
+TEST_F(ServerCommands, NeedAPrimaryToSwitchOn) {
+    store_server(g_ntp_var.g_pri_ntp_server, server_not_set);
+    EXPECT_EQ(answer("ntp enable"), "ntp server ip not set!\r\n");
+    EXPECT_EQ(ntp_status, 0);
+}
+
+/// What is written of the daemon into the configuration.
+std::string written() {
+    const kept_session session;
+    EXPECT_EQ(ntp_config_write(session.get()), 0);
+    return session.text();
+}
+
 /// The record with names of any length, and as it was afterwards.
 class ShowCommands : public ServerCommands {
   protected:
@@ -157,6 +212,24 @@ TEST_F(ShowCommands, HaveRoomForSixtyThreeCharactersOfAZone) {
     EXPECT_EQ(answer("show ntp json"), json("false", "Europe " + longest));
 }
 
+TEST_F(ShowCommands, LeaveNoMemoryBehind) {
+    answer("show ntp json");
+    const std::size_t before = heap_in_use();
+    for (int i = 0; i < 100; ++i)
+        answer("show ntp json");
+    EXPECT_LT(heap_in_use(), before + 8192);
+}
+
+TEST_F(ShowCommands, WriteServersAndZoneWhileOn) {
+    EXPECT_EQ(written(), "");
+    ntp_status = 1;
+    const std::string servers = "ntp terminal\n ntp server first second\r\n ntp enable\r\n";
+    EXPECT_EQ(written(), servers + " timezone continent Europe location London\r\n");
+    g_ntp_var.continent_name = nullptr;
+    g_ntp_var.city_name = nullptr;
+    EXPECT_EQ(written(), servers);
+}
+
 /// Whether a line is not carried out before the lock is free.
 bool waits_for_the_lock(const std::string &line) {
     answer(line);
@@ -184,6 +257,70 @@ TEST_F(ServerCommands, WaitForTheLock) {
     EXPECT_TRUE(waits_for_the_lock("ntp server host"));
     EXPECT_TRUE(waits_for_the_lock("second ntp server2 host"));
     EXPECT_TRUE(waits_for_the_lock("no second ntp server2"));
+}
+
+/// NTP is on, the system's folder is the test's own, and the record is as it was afterwards.
+class ZoneCommands : public testing::Test {
+  protected:
+    ZoneCommands() { ntp_status = 1; }
+    ~ZoneCommands() override {
+        const ntp_var fresh;
+        g_ntp_var.continent_name = fresh.continent_name;
+        g_ntp_var.city_name = fresh.city_name;
+        g_ntp_var.zoneinfo_path = fresh.zoneinfo_path;
+        g_ntp_var.time_zone = fresh.time_zone;
+        g_ntp_var.time_zone_name = fresh.time_zone_name;
+        ntp_status = 0;
+    }
+
+    /// City, continent, offset, name and file.
+    static void expect_zone(const char *city, const char *continent, const char *offset,
+                            const char *name, const char *path) {
+        EXPECT_STREQ(g_ntp_var.city_name, city);
+        EXPECT_STREQ(g_ntp_var.continent_name, continent);
+        EXPECT_STREQ(g_ntp_var.time_zone, offset);
+        EXPECT_STREQ(g_ntp_var.time_zone_name, name);
+        EXPECT_STREQ(g_ntp_var.zoneinfo_path, path);
+    }
+    static void expect_london() {
+        expect_zone("London", "Europe", "GMT+0000", "GMT", "/usr/share/zoneinfo/Europe/London");
+    }
+    static std::string link() { return std::filesystem::read_symlink("/etc/localtime"); }
+
+    private_folder etc_{"/etc"};
+};
+
+TEST_F(ZoneCommands, SetTheZone) {
+    EXPECT_EQ(answer("timezone continent Indian_Ocean location Mauritius"),
+              "\r\nSet Time Zone: Indian_Ocean-Mauritius GMT+0400 successfully! \r\n");
+    EXPECT_EQ(link(), "/usr/share/zoneinfo/Indian/Mauritius");
+    expect_zone("Mauritius", "Indian_Ocean", "GMT+0400", "+04",
+                "/usr/share/zoneinfo/Indian/Mauritius");
+}
+
+TEST_F(ZoneCommands, TakeTheZoneAway) {
+    answer("timezone continent Europe location Paris");
+    ASSERT_EQ(link(), "/usr/share/zoneinfo/Europe/Paris");
+    EXPECT_EQ(answer("no timezone"), "");
+    EXPECT_FALSE(std::filesystem::is_symlink("/etc/localtime"));
+    expect_zone(nullptr, nullptr, nullptr, nullptr, nullptr);
+}
+
+TEST_F(ZoneCommands, KeepTheZoneWhenTheLinkCannotBeMade) {
+    std::filesystem::create_directory("/etc/localtime");
+    complained_by([] { EXPECT_EQ(answer("timezone continent Europe location Paris"), ""); });
+    expect_london();
+}
+
+TEST_F(ZoneCommands, ChangeNothingWhileOffNorForDaylightSaving) {
+    EXPECT_EQ(answer("dst continent Europe location Paris"),
+              "\r\nOperation is not supported. DST will be calculated automatically when "
+              "setting time zone! \r\n");
+    ntp_status = 0;
+    EXPECT_EQ(answer("timezone continent Europe location Paris", CMD_WARNING),
+              "NTP protcol is disable!\r\n");
+    expect_london();
+    EXPECT_FALSE(std::filesystem::is_symlink("/etc/localtime"));
 }
 
 } // namespace
