@@ -15,6 +15,8 @@
  * Settings read once, at start:
  *   clock_offset SECONDS   the daemon's clock starts this far off the machine's
  *   clock_frozen SECONDS   it starts at this Unix time and only steps move it
+ *   monotonic_rate FACTOR  the clock of the event loop's timers is so many times as fast;
+ *                          what waits for them is not
  *   scale FACTOR           a select() or sleep of 30 s takes 30 x FACTOR seconds
  *   unbuffered 1           standard output is not buffered
  *   calls 1                the event loop makes the calls that tests ask for

@@ -4,6 +4,8 @@ from __future__ import annotations
 
 from .fault import faults_in
 
+STATUS = "tests/system/test_status.py::test_"
+
 FAULTS = [
     *faults_in(
         "modules/status/journal.cpp", "status_test Journal.*",
@@ -15,7 +17,7 @@ FAULTS = [
         ("next == 0 ? left : std::min(next, left)", "left"),
         ("now_ - journal_.kinds[kind].last_line < quiet_seconds", "now_ - journal_.kinds[kind].last_line <= quiet_seconds"),
         ("left_out += count - 1;", "left_out += count;"),
-        ("left_out += count;\n            return;", "return;"),
+        ("journal_.kinds[kind].left_out += count;\n            return;", "return;"),
         ("journal_.told = 0;", ""),
         ("journal_.told |= bit;", ""),
         ("status_.offset / 1e6", "status_.offset / 1e3"),
@@ -45,12 +47,12 @@ FAULTS = [
         ("microseconds_left(*status, monotonic)) / 1e6", "microseconds_left(*status, monotonic)) / 1e3"),
     ),
     *faults_in(
-        "modules/status/module.c", "tests/system/test_journal.py",
-        ("install_element(VIEW_NODE, &show_ntp_status_cmd);", "", "tests/system/test_status.py"),
-        ("if (use_json(argc, argv))", "if (!use_json(argc, argv))", "tests/system/test_status.py"),
+        "modules/status/module.c", STATUS + "log_of_a_failure_and_its_end",
+        ("install_element(VIEW_NODE, &show_ntp_status_cmd);", "", STATUS + "commands_with_and_without"),
+        ("if (use_json(argc, argv))", "if (!use_json(argc, argv))", STATUS + "off"),
         ("    event_add_read(loop, look_at_news, NULL, wake_up, &news);\n    /* In", "    /* In"),
         ("        atomic_store(&is_woken, false);\n    look();", "        ;\n    look();"),
-        ("if (left != 0)\n        event_add_timer", "if (left == 0)\n        event_add_timer"),
+        ("if (left != 0)\n        event_add_timer", "if (left == 0)\n        event_add_timer", STATUS + "log_of_what_was_left_out"),
         ("horad_client_watch(wake);", ""),
     ),
 ]

@@ -314,3 +314,21 @@ def test_log_of_a_flood(bench: Bench, world: World) -> None:
         send_from(world, STRANGER, 123, Packet(transmit=timestamp(THEN)))
     wait_for("all of them", lambda: operator.status()["counters"]["foreignAddress"] == 100)
     assert log.lines() == ["notifications: datagram dropped: it is from another address than 10.77.0.1"]
+
+
+def test_log_of_what_was_left_out(bench: Bench, world: World) -> None:
+    """A minute later, on the clock of the library's timers: here a hundred times as fast."""
+    server = bench.server(PRIMARY)
+    log = Log(bench)
+    operator = Operator(bench, logging(configured(PRIMARY)), scale=1, monotonic_rate=100)
+    server.wait_requests(1)
+    for _ in range(3):
+        send_from(world, STRANGER, 123, Packet(transmit=timestamp(THEN)))
+    log.wait("datagram dropped")
+
+    def is_told() -> bool:
+        operator.status()  # which ends the loop's wait, so that it looks at its timers
+        return any("more" in line for line in log.lines())
+
+    wait_for("the number left out", is_told)
+    assert log.lines()[1:] == ["notifications: 2 more datagrams from other addresses"]

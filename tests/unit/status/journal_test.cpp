@@ -179,6 +179,7 @@ TEST_F(Journal, StrangersAreOneLineAMinuteWithTheirNumber) {
     EXPECT_EQ(look(), lines{"notice 600 more datagrams from other addresses"});
     EXPECT_EQ(next, 0);
     now += 60;
+    EXPECT_EQ(look(), lines{});
     client.foreign_address = 602;
     EXPECT_EQ(look(), lines{line});
 }
@@ -190,6 +191,19 @@ TEST_F(Journal, SeveralAtOnceAreOneLineAndANumber) {
     EXPECT_EQ(next, 60);
     now += 60;
     EXPECT_EQ(look(), lines{"notice 4 more steps of the clock"});
+}
+
+TEST_F(Journal, TheFirstMinuteThatEndsIsWaitedFor) {
+    answer();
+    client.answers_used = 2;
+    look();
+    now += 30;
+    client.foreign_address = 2;
+    look();
+    EXPECT_EQ(next, 30);
+    now += 30;
+    EXPECT_EQ(look(), lines{"notice 1 more steps of the clock"});
+    EXPECT_EQ(next, 30);
 }
 
 TEST_F(Journal, DatagramsOfAWrongLengthPutTheNextRequestOff) {

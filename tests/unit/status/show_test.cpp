@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "common/heap.h"
+
 namespace {
 
 using status = struct horad_client_status;
@@ -88,6 +90,39 @@ TEST(StatusTable, OfAFailure) {
                                    "back): no answer from two.example\n"));
 }
 
+TEST(StatusTable, OfThisVeryMoment) {
+    status client = resting();
+    client.last_request = now;
+    EXPECT_TRUE(has(table(client), "2020-09-13 12:26:40 UTC (0 s ago)\n"));
+}
+
+/// Each counter with a number of its own.
+status counted() {
+    status client{};
+    client.requests = 1;
+    client.answers_used = 2;
+    client.foreign_address = 3;
+    client.wrong_length = 4;
+    client.no_transmit_time = 5;
+    client.negative_delay = 6;
+    client.look_ups_failed = 7;
+    client.sends_failed = 8;
+    client.steps_refused = 9;
+    return client;
+}
+
+TEST(StatusTable, CountsEachKindByItself) {
+    EXPECT_TRUE(table(counted()).ends_with("Requests sent     : 1\n"
+                                           "Answers used      : 2\n"
+                                           "Foreign address   : 3\n"
+                                           "Wrong length      : 4\n"
+                                           "No transmit time  : 5\n"
+                                           "Negative delay    : 6\n"
+                                           "Look-ups failed   : 7\n"
+                                           "Sends failed      : 8\n"
+                                           "Steps refused     : 9\n"));
+}
+
 TEST(StatusTable, NamesEachState) {
     status client{};
     const auto state_of = [&](horad_client_state state) {
@@ -132,6 +167,21 @@ TEST(StatusJson, OfAClientThatIsWell) {
               R"("negativeDelay":0,"lookUpsFailed":0,"sendsFailed":0,"stepsRefused":0}})");
 }
 
+TEST(StatusJson, OfAClientThatWasNeverOn) {
+    EXPECT_TRUE(json(status{.server = 1})
+                    .starts_with(R"({"state":"off","reason":"","server":1,"serverName":null,)"
+                                 R"("serverAddress":null,"lastRequest":null,)"
+                                 R"("nextRequestSeconds":null,"lastAnswer":null,)"
+                                 R"("lastFailure":null,"counters":{"requests":0,)"));
+}
+
+TEST(StatusJson, CountsEachKindByItself) {
+    EXPECT_TRUE(json(counted()).ends_with(
+        R"("counters":{"requests":1,"answersUsed":2,"foreignAddress":3,"wrongLength":4,)"
+        R"("noTransmitTime":5,"negativeDelay":6,"lookUpsFailed":7,"sendsFailed":8,)"
+        R"("stepsRefused":9}})"));
+}
+
 TEST(StatusJson, ADeadClientHasAReasonAndNoNextRequest) {
     status client = resting();
     std::snprintf(client.reason, sizeof client.reason, "bind: Permission denied");
@@ -161,6 +211,14 @@ TEST(StatusJson, NumbersHaveNoMorePlacesThanTheyNeed) {
     client.round_trip = -1.7e15;
     EXPECT_TRUE(has(json(client),
                     R"("offsetMicroseconds":-0.125,"roundTripMicroseconds":-1700000000000000,)"));
+}
+
+TEST(StatusJson, LeavesNoMemoryBehind) {
+    json(resting());
+    const std::size_t before = heap_in_use();
+    for (int i = 0; i < 100; ++i)
+        json(resting());
+    EXPECT_LT(heap_in_use(), before + 8192);
 }
 
 TEST(StatusJson, ATimeOverdueIsNow) {
