@@ -141,8 +141,7 @@ void draw_grid(std::string &svg, const axis &x, const axis &y) {
         append(svg, "<line class=\"grid\" x1=\"%.1f\" x2=\"%.1f\" y1=\"%.1f\" y2=\"%.1f\"/>\n",
                left, right, at, at);
         append(svg, "<text x=\"%.1f\" y=\"%.1f\" text-anchor=\"end\">%.10g</text>\n", left - 8,
-               at + 4,
-               value + 0.0); // no "-0"
+               at + 4, value);
     }
     const double distance = time_tick_distance(x.high - x.low);
     const double unit = std::min<double>(distance, seconds_in_a_day); // days begin at midnight

@@ -2,7 +2,7 @@
 """Faults in ctl, the operator's program."""
 from __future__ import annotations
 
-from .fault import faults_in
+from .fault import Same, faults_in
 
 FAULTS = [
     *faults_in(
@@ -31,7 +31,7 @@ FAULTS = [
         ("|| is_placeholder(command[last])", ""),
         ("line.back() == ' ' ||", ""),
         ("command.size() < typed.size()", "command.size() <= typed.size()"),
-        ('"  (ntp)  "', '"  (ntp)"'),
+        ('"  (ntp)  "', '"  (ntp)"', Same("blanks before the first word are passed over where the notation is read")),
         ("is_understood_ = is_understood_ && take('>');", "take('>');"),
     ),
     *faults_in(
@@ -68,10 +68,10 @@ FAULTS = [
     ),
     *faults_in(
         "ctl/udp_port.cpp", "ctl_test UdpPort.*",
-        ("if (columns.size() < 10)", "if (columns.size() < 2)"),
+        ("if (columns.size() < 10)", "if (columns.size() < 11)"),
         ("local.substr(colon + 1), 16, local_port", "local.substr(colon + 1), 10, local_port"),
         ("std::string_view(columns[9])", "std::string_view(columns[8])"),
-        ("daemon <= 0 ||", ""),
+        ("daemon <= 0 ||", "", Same("no process has that number: its table cannot be read, which is unknown, too")),
     ),
     *faults_in(
         "ctl/utc_time.cpp", "ctl_test UtcTime.*",
@@ -105,13 +105,14 @@ FAULTS = [
         ("if (!corners.empty())\n            sum +=", "sum +="),
         ("if (x.low == x.high) {", "if (false) {"),
         ("if (y.low == y.high)", "if (false)"),
-        ("value + 0.0); //", "value); //"),
+        ("std::ceil(low / unit)", "std::floor(low / unit)"),
         ("rough <= factor * power", "rough < factor * power"),
     ),
     *faults_in(
-        "ctl/lines.cpp", "tests/system/test_ctl.py",
+        "ctl/lines.cpp", "tests/system/test_ctl.py::test_line_ends_of_other_systems",
         ("if (line.ends_with('\\r'))\n        line.pop_back();", ""),
         ("status = worse(status, run_and_print(given.socket, line));\n    return status;\n}\n\nexit_status run_input",
-         "status = run_and_print(given.socket, line);\n    return status;\n}\n\nexit_status run_input"),
+         "status = run_and_print(given.socket, line);\n    return status;\n}\n\nexit_status run_input",
+         "tests/system/test_ctl.py::test_a_refused_line_does_not_end_the_others"),
     ),
 ]

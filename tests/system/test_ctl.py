@@ -98,6 +98,15 @@ def test_all_lines_of_the_input(bench: Bench, ctl: Ctl) -> None:
     assert told.stdout.endswith("}\nCurrent system time zone : Europe-London GMT+0000\n")
 
 
+def test_line_ends_of_other_systems(bench: Bench, ctl: Ctl) -> None:
+    """They are no part of a line, not even where it is named."""
+    listening(bench)
+    assert ctl("-c", f"ntp server {PRIMARY}", "-c", "ntp enable").status == 0
+    line = "timezone continent Europe location Nowhere"
+    told = ctl(input=f"{line}\r\n")
+    assert told.stderr == f"horadctl: refused: {line}: journalctl -u horad has the reason\n"
+
+
 def test_a_thousand_lines(bench: Bench, ctl: Ctl) -> None:
     daemon = listening(bench)
     before = len(os.listdir(f"/proc/{daemon.pid}/fd"))

@@ -95,6 +95,7 @@ TEST(Arguments, Wait) {
     EXPECT_EQ(parse({"wait"}).timeout, std::nullopt);
     EXPECT_EQ(parse({"wait", "--timeout", "0"}).timeout, std::chrono::milliseconds{0});
     EXPECT_EQ(parse({"wait", "--timeout", "2.5"}).timeout, std::chrono::milliseconds{2500});
+    EXPECT_EQ(parse({"wait", "--timeout", "1000000000"}).timeout, std::chrono::seconds{1000000000});
 }
 
 TEST(Arguments, TheEnvironmentNamesTheDatabaseUnlessAnOptionDoes) {

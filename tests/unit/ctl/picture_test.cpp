@@ -77,6 +77,16 @@ TEST(Picture, HasTheFitWithinItsSigma) {
     EXPECT_LT(sigma[5], fit[3]);
 }
 
+TEST(Picture, HasALineForEachRoundNumber) {
+    const std::string svg = draw({{0, 0}, {0, 5}});
+    for (const char *number : {">0<", ">1<", ">2<", ">3<", ">4<", ">5<"})
+        EXPECT_EQ(count(svg, number), 1) << number;
+    // Sigma reaches a little below nothing.
+    const std::string below = draw({{0, 0}, {week, 10}, {2 * week, -1}, {3 * week, 0}});
+    EXPECT_EQ(count(below, ">0<"), 1);
+    EXPECT_EQ(count(below, ">-0<") + count(below, ">-5<"), 0);
+}
+
 TEST(Picture, OfAFastClockGoesDown) {
     const std::vector<double> fit = numbers_of(draw({{0, 0}, {week, -10}}), "fit");
     EXPECT_LT(fit[1], fit[3]);

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "step_table.h"
 
+#include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <thread>
 
 #include "common/temp_folder.h"
 #include "failure.h"
@@ -120,6 +122,18 @@ TEST_F(StepTable, Locked) {
     run("PRAGMA locking_mode = EXCLUSIVE");
     store(1000, 1);
     EXPECT_EQ(refusal(file), file + ": database is locked: another program holds it: try again");
+}
+
+TEST_F(StepTable, AShortLockIsWaitedFor) {
+    run("PRAGMA locking_mode = EXCLUSIVE");
+    store(1000, 1);
+    std::thread owner([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        sqlite3_close(db);
+        db = nullptr;
+    });
+    EXPECT_EQ(seconds(), numbers{1});
+    owner.join();
 }
 
 TEST_F(StepTable, Corrupt) {

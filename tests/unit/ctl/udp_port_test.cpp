@@ -29,6 +29,11 @@ TEST(UdpPort, OfABrokenTableIsNobodys) {
     EXPECT_EQ(sockets_at("a b c d e f g h i j k\n:007B :007B\n", 123), inodes{});
 }
 
+TEST(UdpPort, NeedsNothingAfterTheInode) {
+    EXPECT_EQ(sockets_at("1: 00000000:007B 2 3 4 5 6 7 8 4711\n", 123), inodes{4711});
+    EXPECT_EQ(sockets_at("1: 00000000:007B 2 3 4 5 6 7 8\n", 123), inodes{});
+}
+
 TEST(UdpPort, OfAnUnknownProcessIsUnknown) { EXPECT_EQ(find_port_holder(0), port_holder::unknown); }
 
 TEST(UdpPort, HoldersHaveNames) {

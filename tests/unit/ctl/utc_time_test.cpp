@@ -2,6 +2,8 @@
 #include "utc_time.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace {
 
@@ -33,6 +35,23 @@ TEST(UtcTime, IsReadInSeveralForms) {
 TEST(UtcTime, ReadsWhatItWrites) {
     for (std::int64_t time = -62167219200; time <= 253402300799; time += 86400 * 97 + 12345)
         ASSERT_EQ(parse_utc(format_utc(time)), time);
+}
+
+/// A text that ends where memory does.
+TEST(UtcTime, IsNotLookedForAfterTheText) {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void *const pages =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(pages, MAP_FAILED);
+    char *const end = static_cast<char *>(pages) + page;
+    ASSERT_EQ(mprotect(end, page, PROT_NONE), 0);
+    constexpr std::string_view whole = "2026-11-23T08:00:00Z";
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        whole.copy(end - size, size);
+        const bool is_time = size == 10 || size == 16 || size >= 19;
+        EXPECT_EQ(parse_utc({end - size, size}).has_value(), is_time) << size;
+    }
+    munmap(pages, 2 * page);
 }
 
 TEST(UtcTime, AnythingElseIsNoTime) {

@@ -162,9 +162,25 @@ TEST(VtySession, ASocketOfAnotherKind) {
 }
 
 TEST(VtySession, ANameTooLong) {
-    const std::string path = "/" + std::string(108, 'a');
-    EXPECT_EQ(failure_of<failure>(path),
-              path + ": too long for a socket's name: name it by a shorter path");
+    constexpr std::size_t room = sizeof(sockaddr_un::sun_path);
+    for (const std::size_t size : {room, room + 1}) { // with its end it needs one more
+        const std::string path(size, 'a');
+        EXPECT_EQ(failure_of<failure>(path),
+                  path + ": too long for a socket's name: name it by a shorter path");
+    }
+}
+
+TEST(VtySession, ThatFailsKeepsNoSocket) {
+    const temp_folder folder;
+    const std::string path = folder.path() / "horad.vty";
+    const auto next_descriptor = [] {
+        const int next = dup(STDOUT_FILENO);
+        close(next);
+        return next;
+    };
+    const int before = next_descriptor();
+    EXPECT_NE(failure_of<daemon_missing>(path), "none");
+    EXPECT_EQ(next_descriptor(), before);
 }
 
 TEST(VtySession, ASilentDaemonIsWaitedForUntilTheDeadline) {
