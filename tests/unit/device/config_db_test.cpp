@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "common/child_process.h"
+#include "common/private_folder.h"
 #include "database_fixture.h"
 
 namespace {
@@ -90,9 +91,20 @@ TEST_F(ConfigDb, ARelativePathIsBoundToTheFolderOfInit) {
 }
 
 TEST_F(ConfigDb, APathThatDoesNotFitIsRefused) {
-    use(("/" + std::string(sizeof db.path - 1, 'x')).c_str());
-    expect_failure([this] { return database_init(&db); }, "(none)", "too long");
-    expect_failure([this] { return store(1); }, "(none)", "not initialised");
+    const std::string longest(sizeof db.path - 1, 'x');
+    for (const std::string &path : {"/" + longest, longest}) {
+        use(path.c_str());
+        expect_failure([this] { return database_init(&db); }, "(none)", "too long");
+        expect_failure([this] { return store(1); }, "(none)", "not initialised");
+    }
+}
+
+TEST_F(ConfigDb, AnEmptyPathIsTheUsualOne) {
+    const private_folder state("/var/lib");
+    use("");
+    ASSERT_EQ(database_init(&db), 0);
+    EXPECT_TRUE(std::filesystem::exists("/var/lib/horad/config.db"));
+    ASSERT_EQ(database_disconnect(&db), 0);
 }
 
 TEST_F(ConfigDb, ARemovedFileIsMadeAnew) {
@@ -147,7 +159,8 @@ TEST_F(ConfigDb, AMissingTableIsRefused) {
 
 TEST_F(ConfigDb, TablesOfALaterVersionAreLeftAlone) {
     ASSERT_EQ(database_init(&db), 0);
-    peer(file).run("PRAGMA user_version = 99");
+    EXPECT_EQ(peer(file).run("PRAGMA user_version"), (std::vector<row>{{"1"}}));
+    peer(file).run("PRAGMA user_version = 2");
     expect_failure([this] { return database_init(&db); }, file, "later version");
     expect_failure([this] { return store(1); }, file, "later version");
     EXPECT_EQ(count_steps(), "0");

@@ -78,6 +78,7 @@ TEST(StandardTime, IsTheLastOfItsKindWhereThereIsNoRule) {
     EXPECT_EQ(read(file("")), "60 CET");
     EXPECT_EQ(read(block('\0', paris, 4)), "60 CET");
     EXPECT_EQ(read(block('\0', {{{-18000, false, 4}}, {}, "UTC\0EST\0"s}, 4)), "-300 EST");
+    EXPECT_EQ(read(block('\0', {{{0, false, 0}, {3600, false, 4}}, {0, 1}}, 4)), "60 CET");
     zone summer = paris;
     summer.types[0] = {0, true, 0};
     summer.transitions = {2, 2};
@@ -85,13 +86,21 @@ TEST(StandardTime, IsTheLastOfItsKindWhereThereIsNoRule) {
 }
 
 TEST(StandardTime, IsTakenFromTheTypesWhereTheRuleMakesNoSense) {
-    for (const char *rule :
-         {"EST", "5", "<EST5", "<>5", "EST25", "EST5:60", "EST5:", "EST-", "EST5:00:30",
-          "EST5EDT4:60,M3", "EST5<", "EST99999999999999999999", "EST5;"})
+    for (const char *rule : {"EST", "5", "<EST5", "<>5", "EST25", "EST5:60", "EST5:", "EST-",
+                             "EST5:00:30", "EST5EDT4:60,M3", "EST5EDT-25,J1,J2", "<EST!5", "EST5<",
+                             "EST99999999999999999999", "EST5;"})
         EXPECT_EQ(read(file(rule)), "60 CET") << rule;
     std::string unended = file("EST5");
     unended.pop_back();
     EXPECT_EQ(read(unended), "60 CET");
+}
+
+TEST(StandardTime, IsInTheSecondBlockOfEveryVersionThatHasOne) {
+    for (const char version : {'\1', '1', '3', '4', '9'})
+        EXPECT_EQ(read(block(version, zone{{{0, false, 0}}, {}, "UTC\0"s}, 4) +
+                       block(version, paris, 8) + "\n\n"),
+                  "60 CET")
+            << version;
 }
 
 TEST(StandardTime, IsAbsentWhenNothingMakesSense) {
