@@ -144,6 +144,18 @@ TEST(Discipline, FrequenciesAtTheEndsOfAnInt) {
         EXPECT_EQ(got.result, -16384000);
         EXPECT_NE(got.printed.find("computed_freq -2147483648\n"), std::string::npos);
     });
+    check_in_child([] { // as far from one another as can be
+        for (std::uint32_t i = 0; i < 15; i++)
+            give(start + i * interval, {-120, 120}, 2147483647);
+        const traced now;
+        const std::string printed = printed_by([] {
+            give(start + 15 * interval, {-120, 120}, -2147483647 - 1);
+        });
+        const std::vector<std::string> history = lines_with(printed, "hist ");
+        ASSERT_EQ(history.size(), 16U);
+        EXPECT_EQ(history[1], "hist 14 -64 0.000000 -120.000000 120.000000");
+        EXPECT_EQ(history[2], "hist 13 -128 4194303.999023 -4194423.999023 -4194183.999023");
+    });
 }
 
 TEST(Discipline, FrequenciesFartherApartThanAnInt) {

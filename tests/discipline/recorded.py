@@ -29,6 +29,8 @@ def made():
     for name in TRACED:
         sequence = KINDS[name](chance)[:17]
         yield f"{name}, traced", sequence[:-1] + [("debug", 1)] + sequence[-1:]
+    # Two lines touch both hulls: of them the lower one counts.
+    yield "same_times, touched twice", KINDS["same_times"](random.Random(124))[:MOST_SAMPLES]
 
 
 def read(text):

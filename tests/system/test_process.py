@@ -217,6 +217,13 @@ def test_daemonised(bench: Bench) -> None:
     wait_for("its end", lambda: not bench.world.orphans())
 
 
+def test_output_in_a_file_is_there_line_by_line(bench: Bench) -> None:
+    daemon = bench.polling(PRIMARY, unbuffered=0)
+    bench.vty(daemon).command("timezone continent Europe location Pariss")
+    assert daemon.running
+    assert daemon.stdout() == b"\r\nThe location name is wrong or does not exist in Europe!\r\n"
+
+
 def test_client_thread_has_its_name(bench: Bench) -> None:
     daemon = bench.polling(PRIMARY)
     wait_for("the client thread", lambda: daemon.thread("ntpClient"))

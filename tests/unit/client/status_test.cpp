@@ -7,11 +7,13 @@
 #include <arpa/inet.h>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <ctime>
 #include <string>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 #include "common/child_process.h"
 #include "ntp_state.h"
@@ -169,8 +171,11 @@ TEST_F(Status, TheThirdRequestWasGivenNoTimeForItsAnswer) {
 TEST_F(Status, AStrangerInTheLastSecondDoesNotHideASilence) {
     request();
     schedule.wait = {0, 500000};
+    const std::int64_t due_after = microseconds(CLOCK_MONOTONIC) + 500000;
     client_status::note_foreign_address();
     client_status::publish(schedule);
+    EXPECT_GE(now().next_request, due_after);
+    EXPECT_LE(now().next_request, microseconds(CLOCK_MONOTONIC) + 500000);
     request();
     EXPECT_EQ(now().failure, HORAD_FAILURE_NO_ANSWER);
     EXPECT_EQ(now().failures, before.failures + 1);
@@ -313,6 +318,12 @@ TEST_F(Status, TheLongestNameFits) {
     client_status::publish(schedule);
     EXPECT_EQ(now().server_name, longest);
     EXPECT_EQ(now().failure_text, longest + ": Unknown host");
+
+    look_up(ntp_server::primary, longest.c_str(), "192.168.100.200");
+    client_status::note_send_failed(ENETUNREACH);
+    client_status::publish(schedule);
+    EXPECT_EQ(now().failure_text,
+              "sendto " + longest + " (192.168.100.200): Network is unreachable");
 }
 
 std::atomic<int> calls = 0;
@@ -353,6 +364,38 @@ TEST_F(Status, ReadersNeverSeeHalfOfTwoEvents) {
         step_by(i % 1000);
     is_over = true;
     reader.join();
+}
+
+std::atomic<int> written = 0;
+
+/// In the place of a client thread that publishes twice while a reader is stopped.
+void publish_twice(int /*signal*/) {
+    static const poll_schedule nothing_due;
+    for (int i = 0; i < 2; ++i) {
+        const int seconds = ++written;
+        const double value = seconds;
+        client_status::note_reply({.outcome = reply_outcome::clock_set,
+                                   .stepped = seconds,
+                                   .intervals = {.slop = value, .skew = value}});
+        client_status::publish(nothing_due);
+    }
+    const itimerval soon{.it_interval = {}, .it_value = {0, 20}};
+    if (written < 4000)
+        setitimer(ITIMER_REAL, &soon, nullptr);
+}
+
+TEST_F(Status, AReaderThatWasStoppedMeanwhileReadsAgain) {
+    std::signal(SIGALRM, publish_twice);
+    publish_twice(0);
+    bool is_whole = true;
+    while (is_whole && written < 4000) {
+        const status record = now();
+        is_whole = record.offset == record.stepped && record.round_trip == record.stepped;
+    }
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    std::signal(SIGALRM, SIG_DFL);
+    EXPECT_TRUE(is_whole);
 }
 
 // Last: it is the end of the client.
