@@ -211,6 +211,17 @@ TEST(Inverse, FlagsAboveOneAreOne) {
     }
     EXPECT_EQ(time_of(new_york(), civil(2021, 3, 14, 2, 30, 0, INT_MIN)), -1)
         << "below 0 is unknown";
+    // Where another daylight-saving time is further ahead, it is that of its own year.
+    auto block = two_type_block({{1000000, 1}, {2000000, 0}, {3000000, 2}, {4000000, 0}});
+    block.types.push_back({10800, 1, 4});
+    const auto zone = make_zone(block);
+    const time_t in_overlap = 2000000 - 1800;
+    struct tm tm = {};
+    ASSERT_NE(localtime_rz(zone.get(), &in_overlap, &tm), nullptr);
+    for (const int flag : {1, 2, INT_MAX}) {
+        tm.tm_isdst = flag;
+        EXPECT_EQ(time_of(zone.get(), tm), in_overlap) << flag;
+    }
 }
 
 TEST(Inverse, AWrongFlagShiftsByTheDifference) {
@@ -261,6 +272,38 @@ TEST(Inverse, AnOffsetThatDoesNotFitIsIgnored) {
         tm.tm_gmtoff = offset;
         EXPECT_EQ(time_of(zone.get(), tm), 1414269000) << offset;
     }
+}
+
+/// The same with a leap second after it, and a reading that two moments have.
+struct overlap_with_leap_second {
+    tzif_block block = moved_block(1414274400);
+    std::int64_t first = 1414274400 - 1800;
+    std::int64_t second = first + 3601;
+    overlap_with_leap_second() { block.leaps = {{1414274400 + 600, 1}}; }
+};
+
+TEST(Inverse, AnOffsetThatIsRightButForLeapSecondsIsIgnored) {
+    const overlap_with_leap_second given;
+    const auto zone = make_zone(given.block);
+    struct tm tm = {};
+    for (const time_t time : {given.first, given.second}) {
+        ASSERT_NE(localtime_rz(zone.get(), &time, &tm), nullptr);
+        EXPECT_EQ(to_text(&tm).substr(0, 19), "2014-10-26 01:30:00");
+    }
+    tm.tm_gmtoff = 0;
+    const std::int64_t unguided = time_of(zone.get(), tm);
+    for (const long offset : {10799L, 14401L}) {
+        tm.tm_gmtoff = offset;
+        EXPECT_EQ(time_of(zone.get(), tm), unguided) << offset;
+    }
+}
+
+TEST(Inverse, AFlagDecidesBeforeAndAfterALeapSecond) {
+    overlap_with_leap_second given;
+    given.block.types = {{14400, 1, 0}, {10800, 0, 5}, {10799, 0, 5}};
+    const auto zone = make_zone(given.block);
+    EXPECT_EQ(time_of(zone.get(), civil(2014, 10, 26, 1, 30, 0, 1)), given.first);
+    EXPECT_EQ(time_of(zone.get(), civil(2014, 10, 26, 1, 30, 0, 0)), given.second);
 }
 
 TEST(Inverse, TheOffsetGivenMayBeADayAtMost) {

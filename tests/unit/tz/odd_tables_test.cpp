@@ -134,8 +134,21 @@ TEST_F(OddTables, WhatFallsBeforeTheTableWhenMovedIntoItIsNoTime) {
     EXPECT_EQ(answer(*zone, last + 1), "null");
     EXPECT_EQ(answer(*zone, cycle_seconds - 1), "null");
     EXPECT_EQ(answer(*zone, cycle_seconds), "2370-01-01 00:00:00 AAA dst=0 0 Thu 0");
+    EXPECT_EQ(answer(*zone, last + cycle_seconds), "2769-12-30 20:13:20 AAA dst=0 0 Tue 363");
     EXPECT_EQ(time_of(zone.get(), civil(2369, 12, 31)), -1);
     EXPECT_EQ(steady_until(*zone, last + 1), last + 1);
+}
+
+TEST_F(OddTables, WhatFallsAfterTheTableWhenMovedIntoItIsNoTime) {
+    install(
+        far_apart({{0, 0}, {cycle_seconds, 0}, {cycle_seconds + 10, 2}, {cycle_seconds + 20, 0}}));
+    const auto zone = open_zone("AAA0BBB");
+    ASSERT_TRUE(zone->go_back);
+    ASSERT_EQ(zone->transition_times[3], cycle_seconds + 20 - 100000);
+    EXPECT_EQ(answer(*zone, 20 - 100000), "1969-12-30 20:13:40 AAA dst=0 0 Tue 363");
+    EXPECT_EQ(answer(*zone, 21 - 100000), "null");
+    EXPECT_EQ(answer(*zone, -1), "null");
+    EXPECT_EQ(answer(*zone, 0), "1970-01-01 00:00:00 AAA dst=0 0 Thu 0");
 }
 
 TEST_F(OddTables, MovedLeapSecondsStayWithinTime) {
@@ -173,6 +186,22 @@ TEST(OddRepetition, OfATableLongAgoIsInvertedAtItsEnd) {
                 tm.tm_isdst = -1;
             EXPECT_EQ(mktime_z(zone.get(), &tm), time);
         }
+}
+
+TEST(OddRepetition, AChangeSoonAfterTheLastIsNotForgotten) {
+    // Daylight-saving time of half an hour: its readings come again an hour later.  The
+    // rest of the year another standard time is in force.
+    auto block = two_type_block({{0, 1}, {1800, 0}, {1000000, 2}, {cycle_seconds, 1}});
+    block.types.push_back({1800, 0, 0});
+    const auto zone = make_zone(block);
+    ASSERT_TRUE(zone->go_ahead);
+    const time_t begin = 2 * cycle_seconds;
+    struct tm tm = {};
+    ASSERT_NE(localtime_rz(zone.get(), &begin, &tm), nullptr);
+    ASSERT_EQ(tm.tm_isdst, 1);
+    EXPECT_EQ(time_of(zone.get(), tm), begin);
+    tm.tm_isdst = 0;
+    EXPECT_EQ(time_of(zone.get(), tm), begin + 3600);
 }
 
 TEST(OddRepetition, AtTheEndOfTimeConvertsNothingBefore) {
