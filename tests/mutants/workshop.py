@@ -7,6 +7,7 @@ from __future__ import annotations
 
 import os
 import re
+import shutil
 import signal
 import subprocess
 from pathlib import Path
@@ -57,13 +58,16 @@ def prepare() -> None:
             copy.unlink()
     # Nothing is optimised, and a fault may leave something unused: that is no error here.
     flags = [f"-DCMAKE_{language}_FLAGS_DEBUG=-O0 -w" for language in ("C", "CXX")]
+    # Each fault links a program anew.
+    if shutil.which("ld.lld"):
+        flags.append("-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld")
     subprocess.run(["cmake", "-G", "Ninja", "-S", SOURCE, "-B", BUILD, "-DCMAKE_BUILD_TYPE=Debug", *flags,
                     f"-DHORAD_FRR_PREFIX={PROJECT / 'build' / 'deps' / 'frr'}", "-DHORAD_REVISION=mutants"],
                    check=True, stdout=subprocess.DEVNULL)
 
 
 def build(targets: list[str]) -> subprocess.CompletedProcess[str]:
-    return subprocess.run(["cmake", "--build", BUILD, "--target", *targets],
+    return subprocess.run(["ninja", "-C", BUILD, *targets],
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
 
 
@@ -118,6 +122,8 @@ def plant(fault: Fault) -> str:
     try:
         built = build(targets_of(fault.test))
         if built.returncode != 0:
+            if re.search(r"error: .*static assertion", built.stdout):
+                return "caught by the compiler"
             reason = re.search(r"error: .*|undefined reference.*|FAILED: .*", built.stdout)
             return f"ERROR: does not compile: {reason[0] if reason else built.stdout[-200:]}"
         status, output = run(fault.test)
