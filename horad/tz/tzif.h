@@ -13,8 +13,9 @@
 /// footer  set to what follows the table: a rule string between two newlines, or
 ///         nothing
 ///
-/// Returns false, with the record partly written, when a count is beyond the record's
-/// limits or the bytes, times go back, or a type, abbreviation, leap second or
-/// indicator is none.
+/// Returns false, with the record partly written, when a count is larger than the record
+/// or the bytes hold, times go back, a type or an abbreviation is not among those of the
+/// file, a leap second is too close to the one before or no step of one second, or an
+/// indicator is neither 0 nor 1.
 [[nodiscard]] bool decode_tzif(std::span<unsigned char> file, zone_data &zone,
                                std::span<unsigned char> &footer) noexcept;

@@ -12,6 +12,10 @@
  * tzset(), localtime(), gmtime(), ctime() and mktime() write one result, tzname,
  * timezone and daylight, which nothing protects: call them on one thread at a
  * time, and change TZ on that thread only.
+ *
+ * TZ: localtime(), ctime() and mktime() look for it where this thread found it last.  All
+ * that the C library's functions do to the environment is noticed, and so is another
+ * `environ`; after writing another TZ into the middle of that array by hand, call tzset().
  */
 #ifndef HORAD_TZ_H
 #define HORAD_TZ_H
