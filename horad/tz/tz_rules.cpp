@@ -104,10 +104,10 @@ constexpr std::array<rule_year, 400> list_rule_years() {
         years[i].kind =
             static_cast<std::uint8_t>(kind_of_year(is_leap_year(year), weekday_from_days(start)));
     }
-    // From the end, so that each year knows what follows.
+    // From the end, so that each year knows what follows.  Where a leap day in between is
+    // left out, 28 years later it is another weekday, and so another kind of year.
     for (std::size_t i = years.size() - 1; i >= 28; --i)
-        if (years[i].kind == years[i - 28].kind &&
-            years[i].start == years[i - 28].start + days_per_28_years) {
+        if (years[i].kind == years[i - 28].kind) {
             const int following = i + 1 < years.size() ? years[i + 1].alike : 0;
             years[i].alike = static_cast<std::uint8_t>(std::min(following + 1, 28));
         }

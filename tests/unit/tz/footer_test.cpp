@@ -172,6 +172,17 @@ TEST(ZoneFooter, BeginsAfterTheLastTransition) {
     EXPECT_EQ(state->transition_types[2], 2);
 }
 
+TEST(ZoneFooter, BeginsWithTheFirstLaterOneAlsoOutOfOrder) {
+    // Each year's second change comes an hour after the next year's first.
+    constexpr std::int64_t year_2000 = 946684800;
+    const auto state = new_state();
+    const auto block = two_type_block({{year_2000 + 5 * 3600 + 1800, 0}});
+    ASSERT_EQ(load(with_footer(block, "\nAAA5BBB,0/0,J365/25:59:59\n"), state.get()), 0);
+    EXPECT_EQ(state->transition_times[1], year_2000 + 6 * 3600 - 1) << "of 1999";
+    EXPECT_EQ(state->transition_times[2], year_2000 + 5 * 3600) << "of 2000, earlier than both";
+    EXPECT_GT(state->transition_times[3], year_2000 + 86400);
+}
+
 TEST(ZoneFooter, WithoutTransitionsTheWholeRuleIsTaken) {
     const auto state = new_state();
     ASSERT_EQ(load(with_footer(two_type_block(), "\nSTD-1DST,M3.5.0,M10.5.0/3\n"), state.get()), 0);

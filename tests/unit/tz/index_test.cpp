@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "common/zone_fixture.h"
+#include "tz/transitions.h"
 
 namespace {
 
@@ -16,17 +17,21 @@ constexpr const char *zones[] = {
     "America/New_York",         "Europe/Zurich",      "Asia/Kolkata", "UTC0",
     "AAA3BBB,M3.5.0,M10.5.0/3", "AAA5BBB,0/0,J365/25"};
 
-std::vector<std::int64_t> moments() {
+/// Some years apart, and about some transitions, the last ones above all.
+std::vector<std::int64_t> moments(const zone_state &zone) {
     std::vector<std::int64_t> times;
-    for (std::int64_t time = -9000000000; time < 90000000000; time += 987654321)
-        times.push_back(time);
+    for (std::int64_t time = 0; time < 90000000000; time += 987654321)
+        times.insert(times.end(), {time, -time / 10});
+    for (int i = 0; i < zone.transition_count; i += i < zone.transition_count - 9 ? 61 : 1)
+        for (const int second : {-1, 0, 1})
+            times.push_back(zone.transition_times[i] + second);
     return times;
 }
 
 /// What a zone says to these times, both ways.
 std::vector<std::string> answers(const zone_state *zone) {
     std::vector<std::string> all;
-    for (const std::int64_t time : moments()) {
+    for (const std::int64_t time : moments(*zone)) {
         all.push_back(local_text(zone, time));
         struct tm tm = {};
         localtime_rz(zone, &time, &tm);
@@ -90,7 +95,44 @@ TEST(Index, ARecordThatIsFilledAnewGetsANewOne) {
     local_text(state.get(), 0);
     ASSERT_EQ(init_zone(state.get(), "Europe/Zurich"), 0);
     EXPECT_EQ(progress_of(*state), index_progress::not_begun);
+    EXPECT_EQ(state->index.span, 0U) << "the slots are another zone's";
     EXPECT_EQ(answers(state.get()), answers(open_zone("Europe/Zurich").get()));
+}
+
+/// A zone with transitions to two types in turn.
+std::unique_ptr<zone_state> zone_with(const std::vector<std::int64_t> &times) {
+    tzif_block block = two_type_block();
+    unsigned char type = 0;
+    for (const std::int64_t time : times)
+        block.changes.push_back({time, type = type == 0 ? 1 : 0});
+    return make_zone(block);
+}
+
+std::vector<std::int64_t> evenly(std::int64_t first, std::int64_t apart, int count) {
+    std::vector<std::int64_t> times;
+    for (int i = 0; i < count; ++i)
+        times.push_back(first + i * apart);
+    return times;
+}
+
+TEST(Index, FindsWhatCountingFinds) {
+    std::vector<std::int64_t> close_ones = evenly(-86400, 1, 40);
+    for (const std::int64_t time : evenly(0, 7776000, 400))
+        close_ones.push_back(time);
+    for (const auto &times :
+         {evenly(0, 4096, 1000), evenly(1000, 4096, 2), evenly(-5000000, 1, 1500),
+          evenly(0, 1024, 4), evenly(0, 15778476, 1999), evenly(-8000000000, 15778476, 900),
+          close_ones}) {
+        const auto zone = zone_with(times);
+        transitions_passed(*zone, times.front());
+        EXPECT_LT(zone->index.span >> zone->index.shift, std::uint64_t{zone_index_slots});
+        int passed = 0;
+        for (const std::int64_t time : times) {
+            EXPECT_EQ(transitions_passed(*zone, time - 1), passed) << time;
+            EXPECT_EQ(transitions_passed(*zone, time), ++passed) << time;
+        }
+        EXPECT_EQ(transitions_passed(*zone, times.back() + 1000000000000), passed);
+    }
 }
 
 } // namespace
