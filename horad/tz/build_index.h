@@ -19,11 +19,13 @@ struct table_order {
 table_order build_order(const zone_state &zone) noexcept;
 
 /// Builds the index if there is none yet.  While another thread does, nothing is taken
-/// for granted.  Safe on any thread.
+/// for granted: the same is found, only slower.  So it stays for the child of a fork() in
+/// the middle of that.  Safe on any thread.
 inline table_order order_of(const zone_state &zone) noexcept {
-    const zone_index &index = zone.index;
-    const std::atomic_ref progress(zone.index.progress);
+    zone_index &index = zone.index;
+    const std::atomic_ref progress(index.progress);
     if (progress.load(std::memory_order_acquire) == index_progress::done) [[likely]]
-        return {index.regular, index.repeats_after};
+        return {index.regular,
+                std::atomic_ref(index.repeats_after).load(std::memory_order_relaxed)};
     return build_order(zone);
 }

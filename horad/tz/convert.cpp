@@ -116,7 +116,8 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
     if (zone.go_back && zone.transition_count > 0 && time < zone.transition_times[0])
         return to_folded_time(zone, time, cycles_back(zone.transition_times[0], time), result);
     const zone_type &type = type_after(zone, transitions_passed(zone, time));
-    if (zone.leap_count == 0 && time >= 0 && time < latest_indexed_time) // after the last change
+    // Mostly after the last change.
+    if (zone.leap_count == 0 && time >= 0 && time < latest_indexed_time)
         return to_common_time_of_type(zone, type, time, 0, result);
     return to_time_of_type(zone, type, time, result);
 }

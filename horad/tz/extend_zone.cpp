@@ -81,7 +81,7 @@ struct footer_transitions {
             (static_cast<std::uint64_t>(earliest) - static_cast<std::uint64_t>(times[0])) /
             seconds_per_400_years);
         const std::int64_t *const near =
-            std::upper_bound(times, times + cycle, earliest - cycles * seconds_per_400_years);
+            std::upper_bound(times, times + cycle, move_by_cycles(earliest, -cycles));
         const std::int64_t first = cycles * cycle + (near - times) - rule_disorder;
         return static_cast<int>(std::clamp<std::int64_t>(first, 0, count));
     }

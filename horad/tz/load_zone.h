@@ -34,8 +34,8 @@ void load_utc(zone_state *state);
 
 /// Makes a zone of a TZ value: a zone file's name, else a POSIX TZ string
 /// (unless it begins with ":").  An empty name is UTC named "GMT", without any
-/// file; a null one the default zone.  Abbreviations are scrubbed and the index
-/// is built: the record is ready for use.
+/// file; a null one the default zone.  Abbreviations are scrubbed: the
+/// record is ready for use.
 ///
 /// Returns 0 or an errno value.
 int init_zone(zone_state *state, const char *name);

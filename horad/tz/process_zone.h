@@ -32,7 +32,7 @@ const zone_state &reload_default_zone();
 /// UTC.  Loaded on first use, by one thread while others wait.
 const zone_state &utc_zone();
 
-/// UTC, loaded or not: before its first use it has no name.
+/// UTC, loaded or not: before its first use it has no name.  For split_time() only.
 const zone_state &utc_zone_as_it_is();
 
 /// Tells tzname and timezone of the kind of time that a conversion found.

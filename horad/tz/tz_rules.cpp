@@ -75,7 +75,7 @@ struct year_changes {
     std::int64_t first;
     std::int64_t second;
     unsigned char types[2]; ///< what they lead to: 1 is daylight-saving time
-    int count;              ///< 2, or 0 when daylight-saving time lasts all year
+    int count;              ///< 2, or 0 when daylight-saving time lasts all year or not at all
 };
 
 /// start, end  of daylight-saving time

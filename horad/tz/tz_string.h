@@ -54,10 +54,11 @@ inline bool needs_rules_file(const tz_description &description) {
 /// rules_loaded  `zone` holds the rules file
 ///
 /// Returns of which kind its transitions are.  Made by rules, the zone has those of one
-/// cycle of 400 years, from 1770 on.
+/// cycle of 400 years, from 1770 on, and does not repeat them yet.
 rule_transitions build_zone(const tz_description &description, bool rules_loaded, zone_data &zone);
 
-/// Fills the table of such a zone: what one cycle has brought, the next ones bring again.
+/// Fills the table of such a zone, and lets it repeat both ways: what one cycle has
+/// brought, the next ones bring again.
 void repeat_rules(const rule_transitions &rules, zone_data &zone);
 
 // Scanners.  Each returns the position after what it read, or null.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "tz/tz_variable.h"
 
+#include <array>
 #include <cstddef>
 
 #include <unistd.h>
@@ -11,37 +12,52 @@ constexpr std::size_t prefix_length = 3;
 
 bool is_tz(const char *entry) { return entry[0] == 'T' && entry[1] == 'Z' && entry[2] == '='; }
 
-/// Where TZ was.  Removing an entry moves those after it, and a new array, even one at the
-/// old one's address, begins with another entry: the first one tells whether the place can
-/// still be read.
-struct place {
-    char **environment;
-    const char *first;
-    std::size_t index;
-    const char *entry; ///< null: nothing was found
+/// The environment's entries up to TZ, that one included, when they are not too many.
+/// Where it stands alone does not do: the array may be a shorter one since.
+struct known_entries {
+    std::array<const char *, 64> entries;
+    std::size_t count; ///< 0: nothing is known
 
-    [[nodiscard]] bool still_holds() const {
-        return entry != nullptr && environ == environment && environ[0] == first &&
-               environ[index] == entry && is_tz(entry);
+    [[nodiscard]] const char *tz() const { return entries[count - 1]; }
+
+    [[nodiscard]] bool still_hold() const {
+        if (count == 0 || environ == nullptr)
+            return false;
+        // A shorter array's end is none of them, and nothing after it is read.
+        const char *const *const now = environ;
+        // An entry each two instructions: this is most of what localtime() costs more than
+        // a conversion.
+#pragma GCC unroll 8
+        for (std::size_t i = 0; i < count; ++i)
+            if (now[i] != entries[i])
+                return false;
+        return is_tz(tz());
+    }
+
+    /// index  of TZ
+    void remember(std::size_t index) {
+        count = index < entries.size() ? index + 1 : 0;
+        for (std::size_t i = 0; i < count; ++i)
+            entries[i] = environ[i];
     }
 };
 
-[[gnu::tls_model("initial-exec")]] constinit thread_local place last_place{};
+[[gnu::tls_model("initial-exec")]] constinit thread_local known_entries known{};
 
 } // namespace
 
 const char *find_tz() noexcept {
-    last_place.entry = nullptr;
+    known.count = 0;
     if (environ == nullptr)
         return nullptr;
     for (std::size_t i = 0; environ[i] != nullptr; ++i)
         if (is_tz(environ[i])) {
-            last_place = {environ, environ[0], i, environ[i]};
+            known.remember(i);
             return environ[i] + prefix_length;
         }
     return nullptr;
 }
 
 const char *recall_tz() noexcept {
-    return last_place.still_holds() ? last_place.entry + prefix_length : find_tz();
+    return known.still_hold() ? known.tz() + prefix_length : find_tz();
 }

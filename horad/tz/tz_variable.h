@@ -7,9 +7,7 @@
 /// where it was.
 const char *find_tz() noexcept;
 
-/// The same, but looks first where this thread found it last, since a search through the
-/// whole environment takes longer than a conversion.  What the C library's functions do to
-/// the environment (setenv() and its like) is noticed, and so is another `environ`; a
-/// program that writes another TZ into the middle of the array by hand has to call
-/// find_tz() first.
+/// The same, but when all of the environment's entries up to TZ are those that this thread
+/// saw last, their texts are not read again: they take longer than a conversion.  Not
+/// noticed is only that an entry before TZ had its text changed, in place, to be another TZ.
 const char *recall_tz() noexcept;

@@ -15,7 +15,8 @@
 ///
 /// Returns false, with the record partly written, when a count is larger than the record
 /// or the bytes hold, times go back, a type or an abbreviation is not among those of the
-/// file, a leap second is too close to the one before or no step of one second, or an
-/// indicator is neither 0 nor 1.
+/// file, a leap second is before 1970, too close to the one before or no step of one
+/// second, a flag or an indicator is neither 0 nor 1, or there are not as many indicators
+/// as types.
 [[nodiscard]] bool decode_tzif(std::span<unsigned char> file, zone_data &zone,
                                std::span<unsigned char> &footer) noexcept;

@@ -32,8 +32,9 @@ inline constexpr int rule_disorder = 4;
 enum class index_progress : std::uint32_t { not_begun, begun, done };
 
 /// Built when it is first asked for, by whichever thread that is; others do without it
-/// until it is there.  So the fields that any look-up reads at once are read and written
-/// as atomic ones: `span`, written last, says that there are slots.
+/// until it is there.  So what changes then and any look-up reads at once (`begin`, `span`,
+/// `repeats_after`) is read and written as atomic: `span`, written last, says that there
+/// are slots.
 struct zone_index {
     std::int64_t begin;          ///< start of the first slot
     std::uint64_t span;          ///< the slots serve times begin .. begin + span - 1;
@@ -42,10 +43,11 @@ struct zone_index {
     std::int64_t highest_offset; ///< of all types
     std::int64_t last;           ///< the last transition; 0 when there is none
     std::int64_t repeats_after;  ///< what is later than this, was 400 years before; the
-                                 ///< end of time for a zone that does not repeat
+                                 ///< end of time for a zone that does not repeat, and
+                                 ///< for any before this is known
     int shift;                   ///< a slot is 2^shift seconds long
     bool regular;                ///< the transitions increase, and every repetition is of
                                  ///< times that the table has and whose years fit
-    index_progress progress;     ///< `regular` and `repeats_after` count when it is done
+    index_progress progress;     ///< `regular` counts when it is done
     std::uint16_t passed[zone_index_slots + 4]; ///< transitions up to a slot's start
 };

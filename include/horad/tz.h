@@ -13,9 +13,9 @@
  * timezone and daylight, which nothing protects: call them on one thread at a
  * time, and change TZ on that thread only.
  *
- * TZ: localtime(), ctime() and mktime() look for it where this thread found it last.  All
- * that the C library's functions do to the environment is noticed, and so is another
- * `environ`; after writing another TZ into the middle of that array by hand, call tzset().
+ * TZ: localtime(), ctime() and mktime() notice all that the C library's functions do to the
+ * environment, and entries exchanged by hand.  Who turns the text of an entry before TZ into
+ * another TZ, in place, calls tzset() on the thread that goes on with them.
  */
 #ifndef HORAD_TZ_H
 #define HORAD_TZ_H
@@ -57,7 +57,7 @@ extern "C" {
 
 /* --- zone objects --------------------------------------------------------- */
 
-/* A zone of one's own, which only tzalloc() and tzfree() change. */
+/* A zone of one's own: nothing that its functions tell changes until tzfree(). */
 typedef struct zone_state *timezone_t;
 typedef const struct zone_state *const_timezone_t;
 

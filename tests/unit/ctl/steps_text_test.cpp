@@ -57,14 +57,11 @@ TEST(StepsText, Json) {
 }
 
 TEST(StepsText, JsonWithoutADrift) {
-    EXPECT_EQ(steps_as_json(none, fit_drift(none)), R"({
-  "steps":[
-  ],
-  "driftPpm":null,
-  "driftPpmUncertainty":null,
-  "errorBeforeNextSeconds":null
-}
-)");
+    // White space in an empty list is as json-c's release has it.
+    std::string text = steps_as_json(none, fit_drift(none));
+    std::erase_if(text, [](char c) { return c == ' ' || c == '\n'; });
+    EXPECT_EQ(text, R"({"steps":[],"driftPpm":null,"driftPpmUncertainty":null,)"
+                    R"("errorBeforeNextSeconds":null})");
     EXPECT_NE(steps_as_json(one, fit_drift(one)).find("\"driftPpm\":null"), std::string::npos);
 }
 

@@ -10,6 +10,7 @@
 
 #include "common/zone_fixture.h"
 #include "tz/transitions.h"
+#include "tz/zone_changes.h"
 
 namespace {
 
@@ -67,6 +68,30 @@ TEST(Index, WhoeverDoesNotGetToBuildItFindsTheSame) {
         EXPECT_EQ(answers(other.get()), answers(zone.get())) << name;
         EXPECT_EQ(other->index.span, 0U) << "nothing was built beside the other thread";
     }
+}
+
+TEST(Index, WithLeapSecondsToo) {
+    tzif_block block = two_type_block({{0, 1}, {86400000, 0}, {172800000, 1}});
+    block.leaps = {{78796800, 1}, {94694401, 2}};
+    const auto zone = make_zone(block);
+    const auto other = make_zone(block);
+    other->index.progress = index_progress::begun;
+    EXPECT_EQ(answers(other.get()), answers(zone.get()));
+}
+
+TEST(Index, ChangesAreTheSameWithoutIt) {
+    const auto changes = [](const zone_state &zone) {
+        std::vector<std::int64_t> found;
+        change_search search(zone, 1000000000, 1200000000);
+        while (const auto change = search.next())
+            found.push_back(*change);
+        return found;
+    };
+    const auto zone = open_zone("Europe/Zurich");
+    const auto other = open_zone("Europe/Zurich");
+    other->index.progress = index_progress::begun;
+    EXPECT_EQ(changes(*other), changes(*zone));
+    EXPECT_EQ(changes(*zone).size(), 13U);
 }
 
 TEST(Index, ThreadsThatBeginAtOnceFindTheSame) {
