@@ -47,7 +47,6 @@ struct known_entries {
 } // namespace
 
 const char *find_tz() noexcept {
-    known.count = 0;
     if (environ == nullptr)
         return nullptr;
     for (std::size_t i = 0; environ[i] != nullptr; ++i)

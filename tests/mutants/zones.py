@@ -139,7 +139,7 @@ FAULTS = [
         ("std::max(index.highest_offset, zone.types[i].utc_offset)", "index.highest_offset"),
         ("    index.span = 0;\n", "", "tz_test Index.*"),
         ("    index.progress = index_progress::not_begun;\n", "", "tz_test Index.*"),
-        ("return {.regular = false,", "return {.regular = true,", "tz_test Index.*"),
+        ("return {.regular = false,", "return {.regular = true,", "odd_zones --count 2000 --seed 1"),
         ("        build_index(zone);\n        progress", "        progress", "tz_test Index.*"),
         ("while ((span >> shift) >= zone_index_slots)", "while ((span >> shift) > zone_index_slots)", "tz_test Index.*"),
         ("(position - 1) >> shift", "position >> shift", Same(
@@ -225,7 +225,6 @@ FAULTS = [
         ("return is_tz(tz());", "return true;"),
         ("i < count; ++i)\n            if (now", "i + 1 < count; ++i)\n            if (now"),
         ("index < entries.size() ?", "index <= entries.size() ?"),
-        ("    known.count = 0;\n", ""),
         ("if (environ == nullptr)\n        return nullptr;", ""),
     ),
     *faults_in(

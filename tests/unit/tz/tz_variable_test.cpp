@@ -103,6 +103,17 @@ IN_A_FRESH_PROCESS(AnEntryTurnedIntoTzIsFoundByTzset) {
     EXPECT_STREQ(recall_tz(), "BBB-2");
 }
 
+IN_A_FRESH_PROCESS(AfterAsManyOthersAsAreKnownByHeart) {
+    clearenv();
+    for (int i = 0; i < 70; ++i) {
+        unsetenv("TZ");
+        setenv("TZ", "AAA-1", 1);
+        ASSERT_EQ(recall_tz(), getenv("TZ")) << i;
+        ASSERT_EQ(recall_tz(), getenv("TZ")) << i;
+        setenv(("NAME_" + std::to_string(i)).c_str(), "value", 1);
+    }
+}
+
 // The C library keeps the texts that it made, and may put a new array where an old one was.
 IN_A_FRESH_PROCESS(AnEmptiedEnvironmentThatBeginsAsBeforeIsNotReadBeyondItsEnd) {
     for (int others = 0; others < 400; others = others * 5 / 4 + 1) {
