@@ -94,8 +94,7 @@ def test_restart_after_stop(bench: Bench) -> None:
     daemon.shim.wait_events("select", when=lambda event: event["timeout"] == 604800)
     asked = len(first.requests)
     session.command("ntp enable")
-    first.wait_requests(asked + 3)
-    again = [event for event in daemon.shim.events("sendto") if event["address"] == PRIMARY][asked:]
+    again = daemon.shim.wait_events("sendto", asked + 3, when=lambda event: event["address"] == PRIMARY)[asked:]
     assert [round(event.waited - again[0].waited, 3) for event in again[:3]] == [0, 30, 150]
 
 
