@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 #include "tz/tz_variable.h"
 
-#include <array>
 #include <cstddef>
+#include <iterator>
 
 #include <unistd.h>
 
@@ -15,7 +15,7 @@ bool is_tz(const char *entry) { return entry[0] == 'T' && entry[1] == 'Z' && ent
 /// The environment's entries up to TZ, that one included, when they are not too many.
 /// Where it stands alone does not do: the array may be a shorter one since.
 struct known_entries {
-    std::array<const char *, 64> entries;
+    const char *entries[64];
     std::size_t count; ///< 0: nothing is known
 
     [[nodiscard]] const char *tz() const { return entries[count - 1]; }
@@ -36,7 +36,7 @@ struct known_entries {
 
     /// index  of TZ
     void remember(std::size_t index) {
-        count = index < entries.size() ? index + 1 : 0;
+        count = index < std::size(entries) ? index + 1 : 0;
         for (std::size_t i = 0; i < count; ++i)
             entries[i] = environ[i];
     }

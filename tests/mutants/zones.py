@@ -224,7 +224,7 @@ FAULTS = [
         ("if (now[i] != entries[i])", "if (false)"),
         ("return is_tz(tz());", "return true;"),
         ("i < count; ++i)\n            if (now", "i + 1 < count; ++i)\n            if (now"),
-        ("index < entries.size() ?", "index <= entries.size() ?"),
+        ("index < std::size(entries) ?", "index <= std::size(entries) ?"),
         ("if (environ == nullptr)\n        return nullptr;", ""),
     ),
     *faults_in(
