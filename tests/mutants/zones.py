@@ -57,14 +57,10 @@ FAULTS = [
     *faults_in(
         "horad/tz/tz_rules.cpp", "tz_test RuleTable.* RuleToSeconds.* PosixRules.*",
         ("default_start{zone_rule_kind::month_week_weekday, 0, 2, 3,", "default_start{zone_rule_kind::month_week_weekday, 0, 1, 3,"),
-        ("first_rule_year = 1770;", "first_rule_year = 1771;"),
         ("leap && rule.day >= 60", "leap && rule.day > 60"),
         ("day + 7 < month_end", "day + 7 <= month_end"),
         ("if (end < start)", "if (end > start)"),
         ("zone.go_back = zone.go_ahead = true;", ""),
-        ("std::min(following + 1, 28)", "std::min(following + 1, 29)", Same(
-            "the two places overlap by a year then; they are copied from the first on")),
-        ("years[i].kind == years[i - 28].kind", "true"),
         ("if (every_year && year.alike > 0)", "if (year.alike > 0)", ODD_ZONES),
         ("(kind < 7 ? 365 : 366)", "365", ODD_ZONES),
         ("std::min(cycle, ZONE_MAX_TIMES - done)", "std::min(cycle, ZONE_MAX_TIMES - done - 1)"),
@@ -74,6 +70,13 @@ FAULTS = [
         ("standard_offset - their_offset", "their_offset - standard_offset"),
         ("zone.transition_count = 0;\n        zone.go_back", "zone.go_back"),
         ("zone.char_count += description.daylight_length + 1;", "zone.char_count += description.daylight_length;", "tz_test *"),
+    ),
+    *faults_in(
+        "horad/tz/rule_years.h", "tz_test RuleTable.* RuleYears.*",
+        ("first_rule_year = 1770;", "first_rule_year = 1771;"),
+        ("std::min(following + 1, 28)", "std::min(following + 1, 29)", Same(
+            "the two places overlap by a year then; they are copied from the first on")),
+        ("years[i].kind == years[i - 28].kind", "true"),
     ),
     *faults_in(
         "horad/tz/extend_zone.cpp", "tz_test ZoneFooter.* ZoneRepeats.* ZoneDefaultType.*",

@@ -8,6 +8,7 @@
 
 #include "common/rule_calendar.h"
 #include "common/zone_fixture.h"
+#include "tz/rule_years.h"
 
 namespace {
 
@@ -207,6 +208,24 @@ TEST(RuleTable, ConvertsThroughTheYears) {
     EXPECT_EQ(local_text(zone.get(), 1617465600), "2021-04-04 02:00:00 AAA dst=0 36000 Sun 93");
     EXPECT_EQ(local_text(zone.get(), 1633190399), "2021-10-03 01:59:59 AAA dst=0 36000 Sun 275");
     EXPECT_EQ(local_text(zone.get(), 1633190400), "2021-10-03 03:00:00 BBB dst=1 39600 Sun 275");
+}
+
+TEST(RuleYears, AreThoseOfTheCalendar) {
+    auto years = list_rule_years(); // when the program runs, too
+    for (std::size_t i = 0; i < years.size(); ++i) {
+        struct tm first = {};
+        first.tm_year = first_rule_year + static_cast<int>(i) - 1900;
+        first.tm_mday = 1;
+        const time_t start = timegm(&first);
+        const bool leap = is_leap_year(first.tm_year + 1900);
+        EXPECT_EQ(years[i].start * seconds_per_day, start);
+        EXPECT_EQ(years[i].kind, first.tm_wday + (leap ? 7 : 0));
+        for (std::size_t later = i; later < i + years[i].alike; ++later) {
+            EXPECT_EQ(years[later].kind, years[later - 28].kind) << later;
+            EXPECT_EQ(years[later].start, years[later - 28].start + days_per_28_years) << later;
+        }
+        EXPECT_EQ(rule_years[i].alike, years[i].alike);
+    }
 }
 
 } // namespace
