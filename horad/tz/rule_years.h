@@ -29,7 +29,7 @@ struct rule_year {
 
 inline constexpr int days_per_28_years = 28 * 365 + 7;
 
-constexpr std::array<rule_year, 400> list_rule_years() noexcept {
+consteval std::array<rule_year, 400> list_rule_years() noexcept {
     std::array<rule_year, 400> years{};
     for (std::size_t i = 0; i < years.size(); ++i) {
         const std::int64_t year = first_rule_year + static_cast<std::int64_t>(i);
