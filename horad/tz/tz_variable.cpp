@@ -44,19 +44,34 @@ struct known_entries {
 
 [[gnu::tls_model("initial-exec")]] constinit thread_local known_entries known{};
 
+/// Where in the environment TZ stands; where it ends, when TZ is unset.
+std::size_t search() {
+    std::size_t i = 0;
+    while (environ[i] != nullptr && !is_tz(environ[i]))
+        ++i;
+    return i;
+}
+
+const char *value_of(const char *entry) {
+    return entry != nullptr ? entry + prefix_length : nullptr;
+}
+
 } // namespace
 
 const char *find_tz() noexcept {
-    if (environ == nullptr)
-        return nullptr;
-    for (std::size_t i = 0; environ[i] != nullptr; ++i)
-        if (is_tz(environ[i])) {
-            known.remember(i);
-            return environ[i] + prefix_length;
-        }
-    return nullptr;
+    const char *const entry = environ != nullptr ? environ[search()] : nullptr;
+    if (known.count > 0 && known.tz() != entry)
+        known.count = 0;
+    return value_of(entry);
 }
 
 const char *recall_tz() noexcept {
-    return known.still_hold() ? known.tz() + prefix_length : find_tz();
+    if (known.still_hold())
+        return value_of(known.tz());
+    if (environ == nullptr)
+        return nullptr;
+    const std::size_t i = search();
+    if (environ[i] != nullptr)
+        known.remember(i);
+    return value_of(environ[i]);
 }

@@ -229,6 +229,7 @@ FAULTS = [
         ("i < count; ++i)\n            if (now", "i + 1 < count; ++i)\n            if (now"),
         ("index < std::size(entries) ?", "index <= std::size(entries) ?"),
         ("if (environ == nullptr)\n        return nullptr;", ""),
+        ("known.tz() != entry)\n        known.count = 0;", "known.tz() != entry)\n        ;"),
     ),
     *faults_in(
         "horad/tz/transition_runs.cpp", "tz_test RuleTable.* ZoneFooter.* ZoneTransitions.*",
