@@ -26,7 +26,7 @@ bool increase(const std::int64_t *times, int first, int last) {
     return true;
 }
 
-/// What the index says about a zone once it is built.
+/// What the slots serve.  Published last: with it the index is in use.
 struct slot_range {
     std::int64_t begin = 0;
     std::uint64_t span = 0;
