@@ -12,7 +12,8 @@ from .world import PROJECT, Unavailable
 
 DEFAULT_BUILD = PROJECT / "build" / "release"
 
-# The sanitizers' runtimes have to be the first libraries of a process.
+# The sanitizers' runtimes have to be the first libraries of a process (gcc's; clang's are
+# part of a program).
 _RUNTIMES = ("libasan.so", "libtsan.so")
 
 
@@ -70,7 +71,7 @@ class Build:
 
     @property
     def sanitized(self) -> bool:
-        return bool(self.runtimes)
+        return bool(self.runtimes) or b"__asan_init" in self.daemon.read_bytes()
 
     def command(self) -> list[str]:
         """How to start the daemon."""

@@ -40,7 +40,7 @@ def pytest_report_header(config: pytest.Config) -> str:
 
 def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item]) -> None:
     """Leaves out what says nothing about this build: tests of memory in a sanitized one, tests of
-    the program's imports where they include what counts lines."""
+    the program's imports and exports where they include what counts lines."""
     build = build_of(config)
     left_out = {"plain_build": build.sanitized, "uncounted_build": build.counts_lines}
     for marker in (name for name, applies in left_out.items() if applies):

@@ -235,6 +235,7 @@ def test_working_without_a_terminal_or_shim(bench: Bench) -> None:
     assert bench.vty(daemon).command("show ntp") == b"NTP protcol is disable!\r\r\n"
 
 
+@pytest.mark.uncounted_build
 def test_exported_names(build: Build) -> None:
     listing = subprocess.run(
         ["nm", "-D", "--defined-only", str(build.daemon)], check=True, capture_output=True, text=True
