@@ -54,10 +54,9 @@ if(NOT HORAD_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   target_link_options(horad_hardening INTERFACE -Wl,-z,relro,-z,now)
 endif()
 
-# Not optimised, and with line numbers only: compiling the unit tests is most of a build.
-# What they test is optimised.
+# Not optimised: compiling the unit tests is most of a build.  What they test is optimised.
 add_library(horad_test_options INTERFACE)
-target_compile_options(horad_test_options INTERFACE -O0 -g1)
+target_compile_options(horad_test_options INTERFACE -O0)
 if(HORAD_SANITIZE MATCHES "fuzzer")
   target_compile_options(horad_test_options INTERFACE -fno-sanitize=fuzzer-no-link)
 endif()

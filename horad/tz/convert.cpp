@@ -70,7 +70,7 @@ constexpr std::uint64_t common_bias =
 /// Local time of a type, for any time and zone.
 std::tm *to_time_of_type(const zone_state &zone, const zone_type &type, std::int64_t time,
                          std::tm &result) {
-    if (!split_time(time, type.utc_offset, zone, result))
+    if (!split_time(zone, time, type.utc_offset, result))
         return nullptr;
     set_type(zone, type, result);
     return &result;
@@ -150,7 +150,7 @@ std::tm *to_folded_time(const zone_state &zone, std::int64_t time, std::int64_t 
 
 } // namespace
 
-bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone,
+bool split_time(const zone_state &zone, std::int64_t time, std::int64_t offset,
                 std::tm &result) noexcept {
     const leap_effect leap = leap_effect_at(zone, time);
     const std::int64_t shift = offset - leap.correction;

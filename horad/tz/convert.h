@@ -10,12 +10,12 @@
 
 /// Splits a time into calendar fields.
 ///
-/// offset  seconds east of UTC, added to the time
 /// zone    whose leap seconds count; the other fields of it are not used
+/// offset  seconds east of UTC, added to the time
 ///
 /// Sets all of `result` but tm_isdst and tm_zone.  Returns false with errno
 /// EOVERFLOW, and `result` as it was, when the year does not fit tm_year.
-[[nodiscard]] bool split_time(std::int64_t time, std::int64_t offset, const zone_state &zone,
+[[nodiscard]] bool split_time(const zone_state &zone, std::int64_t time, std::int64_t offset,
                               std::tm &result) noexcept;
 
 /// Local time in a zone.

@@ -20,7 +20,7 @@ namespace {
 constinit std::tm shared_result{};
 
 std::tm *to_utc(const zone_state &utc, std::int64_t time, std::tm *result) {
-    if (!split_time(time, 0, utc, *result))
+    if (!split_time(utc, time, 0, *result))
         return nullptr;
     result->tm_isdst = 0;
     result->tm_zone = utc.abbreviations;

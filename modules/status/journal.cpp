@@ -19,23 +19,24 @@ constexpr std::int64_t quiet_seconds = 60;
 
 /// What is counted when lines are left out, and how much it matters.
 constexpr struct {
-    const char *name;
+    const char *one;
+    const char *several;
     int priority;
 } kinds[] = {
-    {"failures", LOG_WARNING},
-    {"failed starts", LOG_WARNING},
-    {"failed look-ups", LOG_WARNING},
-    {"failed sends", LOG_WARNING},
-    {"failed receptions", LOG_WARNING},
-    {"silences", LOG_WARNING},
-    {"datagrams of a wrong length", LOG_NOTICE},
-    {"replies without a time", LOG_WARNING},
-    {"refused steps", LOG_WARNING},
-    {"impossible delays", LOG_WARNING},
-    {"steps of the clock", LOG_NOTICE},
-    {"changes of server", LOG_NOTICE},
-    {"datagrams from other addresses", LOG_NOTICE},
-    {"recoveries", LOG_WARNING},
+    {"failure", "failures", LOG_WARNING},
+    {"failed start", "failed starts", LOG_WARNING},
+    {"failed look-up", "failed look-ups", LOG_WARNING},
+    {"failed send", "failed sends", LOG_WARNING},
+    {"failed reception", "failed receptions", LOG_WARNING},
+    {"silence", "silences", LOG_WARNING},
+    {"datagram of a wrong length", "datagrams of a wrong length", LOG_NOTICE},
+    {"reply without a time", "replies without a time", LOG_WARNING},
+    {"refused step", "refused steps", LOG_WARNING},
+    {"impossible delay", "impossible delays", LOG_WARNING},
+    {"step of the clock", "steps of the clock", LOG_NOTICE},
+    {"change of server", "changes of server", LOG_NOTICE},
+    {"datagram from another address", "datagrams from other addresses", LOG_NOTICE},
+    {"recovery", "recoveries", LOG_WARNING},
 };
 static_assert(std::size(kinds) == JOURNAL_KINDS);
 
@@ -72,7 +73,8 @@ class look {
                 const std::int64_t left = kind.last_line + quiet_seconds - now_;
                 next = next == 0 ? left : std::min(next, left);
             } else {
-                put(i, "%" PRIu64 " more %s", kind.left_out, kinds[i].name);
+                put(i, "%" PRIu64 " more %s", kind.left_out,
+                    kind.left_out == 1 ? kinds[i].one : kinds[i].several);
                 kind.left_out = 0;
             }
         }

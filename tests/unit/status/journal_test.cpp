@@ -202,7 +202,7 @@ TEST_F(Journal, TheFirstMinuteThatEndsIsWaitedFor) {
     look();
     EXPECT_EQ(next, 30);
     now += 30;
-    EXPECT_EQ(look(), lines{"notice 1 more steps of the clock"});
+    EXPECT_EQ(look(), lines{"notice 1 more step of the clock"});
     EXPECT_EQ(next, 30);
 }
 
