@@ -10,7 +10,8 @@ FAULTS = [
     *faults_in(
         "modules/status/journal.cpp", "status_test Journal.*",
         ("quiet_seconds = 60;", "quiet_seconds = 61;"),
-        ('{"recoveries", LOG_WARNING}', '{"recoveries", LOG_NOTICE}'),
+        ('"recoveries", LOG_WARNING}', '"recoveries", LOG_NOTICE}'),
+        ("kind.left_out == 1 ?", "kind.left_out != 1 ?"),
         ("if (journal_.seen.state != HORAD_CLIENT_DEAD)\n                put", "put"),
         ("kind.left_out = 0;", ""),
         ("kind.last_line + quiet_seconds - now_", "kind.last_line + quiet_seconds"),
