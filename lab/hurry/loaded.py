@@ -19,6 +19,7 @@ from lab.build import Build
 from lab.daemon import VTY_PORT
 from lab.hurry import Hurried
 from lab.hurry.daemons import SERVER, horad
+from lab.hurry.groups import USUAL_WEIGHT, Grouping, control_groups
 from lab.servers.ntp_server import Request
 from lab.times import wait_for
 from lab.vty import Vty
@@ -35,6 +36,7 @@ class Variant:
     server: str = SERVER
     nice: int = 0
     group_nice: int = 0  # of the kernel's "autogroup", which a service is where it is no control group
+    weight: int = 0  # of its control group; the busy ones then have groups of their own, with the usual weight
     real_time: bool = False
     on_disk: bool = False  # the database; the lab's own folders are in memory
 
@@ -46,6 +48,8 @@ VARIANTS = [
     Variant("busy, server by name", server="ntp1.lab"),
     Variant("busy, nice -10", nice=-10),
     Variant("busy, group nice -10", group_nice=-10),
+    Variant("busy, as services", weight=USUAL_WEIGHT),
+    Variant("busy, CPUWeight=1000", weight=1000),
     Variant("busy, round robin", real_time=True),
 ]
 
@@ -64,12 +68,14 @@ class Exchanges:
 
 
 @contextlib.contextmanager
-def busy_processors(count: int) -> Iterator[None]:
-    """So many processes that never wait, each in a session of its own, as services are."""
+def _busy_processors(count: int, group: Grouping | None) -> Iterator[None]:
+    """So many processes that never wait, each in a session of its own, or in a group."""
     command = [sys.executable, "-ISc", "while True: pass"]
     spinning = [subprocess.Popen(command, start_new_session=True, preexec_fn=kernel.die_with_parent)
                 for _ in range(count)]
     try:
+        for process in spinning if group else []:
+            group(process.pid, USUAL_WEIGHT)
         time.sleep(0.3 if count else 0)
         yield
     finally:
@@ -88,8 +94,10 @@ def before_all_others() -> Iterator[None]:
         os.sched_setscheduler(0, os.SCHED_OTHER, os.sched_param(0))
 
 
-def _favour(pid: int, variant: Variant) -> None:
+def _favour(pid: int, variant: Variant, group: Grouping | None) -> None:
     """What an operator, or systemd, can do for it."""
+    if group is not None:
+        group(pid, variant.weight)
     if variant.group_nice:
         Path(f"/proc/{pid}/autogroup").write_text(str(variant.group_nice))
     for task in map(int, os.listdir(f"/proc/{pid}/task")):
@@ -140,7 +148,17 @@ def _exchange(session: Vty, server: socket.socket, run: Hurried, found: Exchange
     found.answered.append((run.page.set - run.page.arrived) / 1e6)
 
 
-def measure_variant(world: World, build: Build, variant: Variant, runs: int) -> Exchanges:
+def measure_variant(world: World, build: Build, variant: Variant, runs: int) -> Exchanges | None:
+    """None where the machine has no such groups."""
+    busy = 2 * (os.cpu_count() or 1) if variant.loaded else 0
+    with control_groups() if variant.weight else contextlib.nullcontext() as group:
+        if variant.weight and group is None:
+            return None
+        with _busy_processors(busy, group):
+            return _measure(world, build, variant, group, runs)
+
+
+def _measure(world: World, build: Build, variant: Variant, group: Grouping | None, runs: int) -> Exchanges:
     module = str(build.folder / "lib" / "horad_status.so")
     daemon = horad(build, "-M", module, server=variant.server)
     daemon.prepare(world)
@@ -159,7 +177,7 @@ def measure_variant(world: World, build: Build, variant: Variant, runs: int) -> 
             wait_for("the first step", lambda: run.page.steps > 0, _PATIENCE)
             session = _connect(world)
             assert run.process is not None
-            _favour(run.process.pid, variant)
+            _favour(run.process.pid, variant, group)
             with session, before_all_others():
                 for _ in range(runs):
                     _exchange(session, server, run, found)

@@ -7,6 +7,7 @@ from pathlib import Path
 
 import pytest
 
+from lab.hurry.loaded import VARIANTS
 from tests.tools.conftest import PROJECT, Clone
 
 BUILD = PROJECT / "build" / "release"
@@ -59,7 +60,9 @@ def test_load() -> None:
     assert (done.returncode, done.stderr) == (0, "")
     for title in ('from "ntp enable"', "from the answer's arrival"):
         table = rows(done.stdout, title)
-        assert {"idle", "busy", "busy, round robin"} <= set(table)
+        left_out = {line.partition(" is left out: ")[0] for line in done.stdout.splitlines() if " is left out: " in line}
+        assert left_out in (set(), {variant.name for variant in VARIANTS if variant.weight})
+        assert set(table) == {variant.name for variant in VARIANTS} - left_out
         for cells in table.values():
             assert 0 < float(cells[0]) <= float(cells[1]) <= float(cells[2]) <= float(cells[3])
 
