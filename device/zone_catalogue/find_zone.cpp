@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <mutex>
 #include <new>
 #include <optional>
+#include <pthread.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -84,14 +84,13 @@ struct kept_entry {
     char *texts() noexcept { return reinterpret_cast<char *>(this + 1); }
 };
 
-std::mutex kept_mutex;
 kept_entry *kept;
+pthread_mutex_t keeping = PTHREAD_MUTEX_INITIALIZER;
 
 /// Returns the entry with these texts (five, each ended by a zero byte), making
 /// it if there is none yet.  The list grows by what zone files say, not by what
 /// is asked: it needs no limit.
-const zone_catalogue_entry *keep(string_view texts) noexcept {
-    const std::scoped_lock lock(kept_mutex);
+const zone_catalogue_entry *find_or_make(string_view texts) noexcept {
     for (kept_entry *one = kept; one != nullptr; one = one->next)
         if (string_view(one->texts(), one->size) == texts)
             return &one->entry;
@@ -109,6 +108,14 @@ const zone_catalogue_entry *keep(string_view texts) noexcept {
     }
     kept = one;
     return &one->entry;
+}
+
+/// The same, for one thread at a time.
+const zone_catalogue_entry *keep(string_view texts) noexcept {
+    pthread_mutex_lock(&keeping);
+    const zone_catalogue_entry *const entry = find_or_make(texts);
+    pthread_mutex_unlock(&keeping);
+    return entry;
 }
 
 const zone_catalogue_entry *read_zone(string_view continent, string_view location,

@@ -225,10 +225,12 @@ Pacific/Yap Pacific/Chuuk Pacific/Port_Moresby
 std::string_view moved_zone_files(std::string_view name) noexcept {
     std::string_view left = moved_zones;
     while (!left.empty()) {
-        const std::string_view line = left.substr(0, left.find('\n'));
-        if (line.size() > name.size() && line.starts_with(name) && line[name.size()] == ' ')
-            return line.substr(name.size() + 1);
+        std::string_view line = left.substr(0, left.find('\n'));
         left.remove_prefix(line.size() + 1);
+        if (line.size() > name.size() && line.starts_with(name) && line[name.size()] == ' ') {
+            line.remove_prefix(name.size() + 1);
+            return line;
+        }
     }
     return {};
 }

@@ -136,7 +136,9 @@ std::optional<block> take_block(string_view &file, unsigned time_size) noexcept 
         return {};
     const string_view header = take_front(file, header_size);
     const auto count = [header](std::size_t at) -> std::uint64_t {
-        return big_endian(header.substr(20 + 4 * at));
+        string_view counts = header;
+        counts.remove_prefix(20 + 4 * at);
+        return big_endian(counts);
     };
     const std::uint64_t ut_marks = count(0);
     const std::uint64_t standard_marks = count(1);

@@ -41,7 +41,10 @@ bool are_hours(int32_t number) { return number >= -longest_hours && number <= lo
 /// The number after the first of a character in a text, 0 when it is not there.
 int32_t number_after(std::string_view text, char mark) {
     const std::size_t at = text.find(mark);
-    return at == std::string_view::npos ? 0 : number_in(text.substr(at + 1));
+    if (at == std::string_view::npos)
+        return 0;
+    text.remove_prefix(at + 1);
+    return number_in(text);
 }
 
 int32_t refuse(const char *message, int32_t result) {
