@@ -120,12 +120,12 @@ int main(int argc, char **argv) {
         return is_good ? 0 : 1;
     }
     ntp_init();
-    // While there is still a standard error: a daemon in the background has none.
-    check_configuration(horad_description.config_file, config_default, check_for::start);
     ntp_database_init(&g_horad_db);
     // From here on as root, before the configuration is read.  Started as
     // somebody else, the daemon goes on with what that user may do.
     [[maybe_unused]] const int ignored = seteuid(0);
+    // While there is still a standard error: a daemon in the background has none.
+    check_configuration(horad_description.config_file, config_default, check_for::start);
     frr_config_fork();
     release_startup_stack();
     frr_run(master);

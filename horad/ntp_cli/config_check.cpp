@@ -173,6 +173,12 @@ bool is_left_to_the_shell(const char *default_file) {
     return false;
 }
 
+/// A pipe or a terminal: what is read here would be missing at the start.
+bool can_be_read_once_only(const char *path) {
+    struct stat found;
+    return stat(path, &found) == 0 && (S_ISFIFO(found.st_mode) || S_ISCHR(found.st_mode));
+}
+
 } // namespace
 
 bool check_configuration(const char *named_file, const char *default_file,
@@ -180,6 +186,8 @@ bool check_configuration(const char *named_file, const char *default_file,
     if (named_file == nullptr && is_left_to_the_shell(default_file))
         return false;
     const char *path = named_file != nullptr ? named_file : default_file;
+    if (purpose == check_for::start && can_be_read_once_only(path))
+        return true;
     if (const open_file file{std::fopen(path, "re")})
         return check_lines(file.get(), path);
 

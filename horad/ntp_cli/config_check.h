@@ -16,7 +16,7 @@ enum class check_for {
 ///
 /// Nothing is carried out: no file, link, socket, thread or database is touched,
 /// and the daemon's state stays as it is.  libfrr's own commands are checked for
-/// their form only.
+/// their form only.  A pipe is left to the start: it can be read only once.
 ///
 /// named_file    from the options; null when there was none
 /// default_file  read then

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import socket
+import threading
 
 import pytest
 
@@ -101,6 +102,24 @@ def test_in_the_background_it_is_told_before_the_start_returns(bench: Bench) -> 
     daemon = bench.daemon("bogus\n", arguments=["-d"], ready=False)
     assert daemon.wait() == 0
     assert told(daemon) == [f"horad: {CONFIG}:1: unknown command: bogus".encode()]
+
+
+def test_it_is_read_as_root(bench: Bench) -> None:
+    """As the start will read it."""
+    daemon = bench.daemon("bogus\n", ready=False, kill_before="seteuid")
+    daemon.wait()
+    assert daemon.stderr() == b""
+
+
+def test_what_can_be_read_only_once_is_left_to_the_start(bench: Bench) -> None:
+    pipe = bench.world.path("/tmp/pipe")
+    os.mkfifo(pipe)
+    writer = threading.Thread(target=pipe.write_text, args=(f"{BASE_CONFIG}hostname once\n",), daemon=True)
+    writer.start()
+    daemon = bench.daemon(None, arguments=["-f", "/tmp/pipe"])
+    writer.join()
+    assert told(daemon) == []
+    assert bench.vty(daemon, "enable").command("show running-config").count(b"hostname once") == 1
 
 
 def test_a_good_configuration_says_nothing(bench: Bench) -> None:
