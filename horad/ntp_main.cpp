@@ -36,8 +36,9 @@ void sighup() { zlog_info("SIGHUP received"); }
 
 void sigusr1() { zlog_rotate(); }
 
-/// Ends the daemon at once, whatever the client thread is doing: a committed
-/// step is on disk already, and there is nothing else to lose.
+/// Ends the daemon, whatever the client thread is doing: a committed step is on disk
+/// already, and there is nothing else to lose.  Called by the event loop, so not before a
+/// command has ended that waits for the client to look a name up.
 void sigint() {
     zlog_notice("Terminating on signal");
     std::exit(0); // NOLINT(concurrency-mt-unsafe)

@@ -48,7 +48,7 @@ struct ntp_var {
     const char *zoneinfo_path = "/usr/share/zoneinfo/Europe/London";
     const char *time_zone = "GMT+0000";
     const char *time_zone_name = "GMT";
-    shared_flag g_ntp_en;     ///< NTP enabled; always equal to ntp_status
+    shared_flag g_ntp_en;     ///< NTP enabled: ntp_status, unless a caller set it alone
     shared_flag g_ntp_debug;  ///< "debug ntp on": trace the client and the zone code
     shared_flag is_using_dst; ///< see get_is_using_dst()
     char g_pri_ntp_server[server_name_size] = "0.0.0.0";

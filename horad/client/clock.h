@@ -23,7 +23,7 @@ struct reply_report {
 /// output.  Every good reply steps the clock; nothing is filtered or averaged.
 ///
 /// datagram  the reply's first 48 bytes
-/// arrival   T4, taken before anything else happened to the reply
+/// arrival   T4, taken once the sender is known to be the server: after the look-up of its name
 /// request   the last request; its bytes are left in the change log's record
 ///
 /// A kernel whose clock frequency cannot be read ends the process (status 1).

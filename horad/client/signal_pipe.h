@@ -13,8 +13,8 @@ inline constexpr std::int32_t NTP_SIG_STOP = 2;
 /// writes element 1.  -1 when there are none.
 extern int ntp_signal_pipe[2];
 
-/// Makes the pipe, at start-up.  If that fails, no code ever reaches the client;
-/// ntp_signal_handler() says so each time.
+/// Makes the pipe, at start-up.  If that fails, or select() could not watch it (FD_SETSIZE),
+/// no code ever reaches the client; ntp_signal_handler() says so each time.
 void open_signal_pipe() noexcept;
 
 /// Sends a code to the client thread.  Never waits: a full pipe loses the code

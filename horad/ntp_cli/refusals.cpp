@@ -40,7 +40,7 @@ const char *refusal_of_second_server(const char *primary, const char *host) noex
     if (*primary == '\0')
         return "Master ip address have not set.\r\n";
     if (host == nullptr)
-        return "% Command incomplete.\n";
+        return "% Command incomplete.\n"; // as the library says it
     if (!server_is_set(host))
         return "Slave ip address can't manually config 0.0.0.0 !!!.\r\n";
     if (is_too_long(host)) // in lower case, unlike above

@@ -136,6 +136,20 @@ TEST_F(Control, ASocketThatSelectCannotWatchIsRefused) {
     });
 }
 
+TEST_F(Control, ASignalPipeThatSelectCannotWatchIsNone) {
+    check_in_child([] {
+        const rlimit enough{.rlim_cur = 2 * FD_SETSIZE, .rlim_max = 2 * FD_SETSIZE};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &enough), 0);
+        while (dup(STDERR_FILENO) < FD_SETSIZE - 1) {
+        }
+        open_signal_pipe();
+        EXPECT_EQ(ntp_signal_pipe[0], -1);
+        EXPECT_EQ(ntp_signal_pipe[1], -1);
+        EXPECT_LT(fcntl(FD_SETSIZE, F_GETFD), 0);
+        EXPECT_LT(fcntl(FD_SETSIZE + 1, F_GETFD), 0);
+    });
+}
+
 /// How the client thread sees itself: noted where it tells that it has no socket.
 struct thread_facts {
     sigset_t blocked;
