@@ -46,6 +46,13 @@ inline std::unique_ptr<zone_state> make_zone(const tzif_block &block) {
     return make_zone(file);
 }
 
+/// The zone of a well-formed TZ string.
+inline std::unique_ptr<zone_state> parsed(const std::string &text) {
+    auto state = new_state();
+    EXPECT_TRUE(parse_tz_string(text.c_str(), state.get(), false)) << text;
+    return state;
+}
+
 /// A zone object that the test needs; "" is UTC.
 inline owned_zone open_zone(const char *name) {
     owned_zone zone(tzalloc(name));

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::int64_t day = 86400;
+constexpr std::int64_t seconds_per_day = 86400;
 
 /// The type in force by plain search; null where the table says nothing because
 /// it repeats there, or is out of order.
@@ -144,7 +144,7 @@ void check_inverse(const zone_state &zone, const struct tm &fields) {
     const std::int64_t answer = mktime_z(&zone, &ours);
     // The slow search steps through years one by one and tries all pairs of types.
     const std::int64_t days = std::int64_t{fields.tm_mday} + fields.tm_hour / 24;
-    if (days < -1000 * day || days > 1000 * day || zone.type_count > 12)
+    if (days < -1000 * seconds_per_day || days > 1000 * seconds_per_day || zone.type_count > 12)
         return;
     struct tm theirs = fields;
     const auto expected = search_time(zone, theirs);

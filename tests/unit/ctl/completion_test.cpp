@@ -8,17 +8,17 @@ namespace {
 using words = std::vector<std::string>;
 using forms = std::vector<words>;
 
-constexpr char found[] = "  (config)  hostname WORD\n"
-                         "  (ntp)  exit\n"
-                         "  (ntp)  ntp server HOST [HOST]\n"
-                         "  (ntp)  [no] second ntp server2 [HOST]\n"
-                         "  (ntp)  ntp <disable|enable>\n"
-                         "  (ntp)  show ntp [json]\n"
-                         "  (ntp)  show ntp status [json]\n"
-                         "  (ntp)  <timezone|dst> continent Africa location WORD\n"
-                         "  (ntp)  <timezone|dst> continent Europe location WORD\n";
+constexpr char known_commands[] = "  (config)  hostname WORD\n"
+                                  "  (ntp)  exit\n"
+                                  "  (ntp)  ntp server HOST [HOST]\n"
+                                  "  (ntp)  [no] second ntp server2 [HOST]\n"
+                                  "  (ntp)  ntp <disable|enable>\n"
+                                  "  (ntp)  show ntp [json]\n"
+                                  "  (ntp)  show ntp status [json]\n"
+                                  "  (ntp)  <timezone|dst> continent Africa location WORD\n"
+                                  "  (ntp)  <timezone|dst> continent Europe location WORD\n";
 
-words after(std::string_view line) { return completion(found).candidates(line); }
+words after(std::string_view line) { return completion(known_commands).candidates(line); }
 
 TEST(Completion, SplitsWords) {
     EXPECT_EQ(split_words("  show\tntp "), (words{"show", "ntp"}));

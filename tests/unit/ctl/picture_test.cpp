@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::int64_t week = 604800;
+constexpr std::int64_t a_week = 604800;
 
 std::string draw(const std::vector<step> &steps) { return steps_as_svg(steps, fit_drift(steps)); }
 
@@ -50,7 +50,7 @@ TEST(Picture, OfOneStepIsADot) {
 }
 
 TEST(Picture, IsAStaircaseOfAllButTheFirst) {
-    const std::string svg = draw({{0, 2220}, {week, 10}, {2 * week, 10}});
+    const std::string svg = draw({{0, 2220}, {a_week, 10}, {2 * a_week, 10}});
     EXPECT_EQ(count(svg, "<circle"), 3);
     // Begin, then along and up for each of two steps of the same size.
     const std::vector<double> at = numbers_of(svg, "steps");
@@ -64,7 +64,7 @@ TEST(Picture, IsAStaircaseOfAllButTheFirst) {
 }
 
 TEST(Picture, HasTheFitWithinItsSigma) {
-    const std::vector<step> steps{{0, 0}, {week, 10}, {2 * week, 12}, {3 * week, 11}};
+    const std::vector<step> steps{{0, 0}, {a_week, 10}, {2 * a_week, 12}, {3 * a_week, 11}};
     const std::string svg = draw(steps);
     const std::vector<double> fit = numbers_of(svg, "fit");
     const std::vector<double> stairs = numbers_of(svg, "steps");
@@ -82,13 +82,13 @@ TEST(Picture, HasALineForEachRoundNumber) {
     for (const char *number : {">0<", ">1<", ">2<", ">3<", ">4<", ">5<"})
         EXPECT_EQ(count(svg, number), 1) << number;
     // Sigma reaches a little below nothing.
-    const std::string below = draw({{0, 0}, {week, 10}, {2 * week, -1}, {3 * week, 0}});
+    const std::string below = draw({{0, 0}, {a_week, 10}, {2 * a_week, -1}, {3 * a_week, 0}});
     EXPECT_EQ(count(below, ">0<"), 1);
     EXPECT_EQ(count(below, ">-0<") + count(below, ">-5<"), 0);
 }
 
 TEST(Picture, OfAFastClockGoesDown) {
-    const std::vector<double> fit = numbers_of(draw({{0, 0}, {week, -10}}), "fit");
+    const std::vector<double> fit = numbers_of(draw({{0, 0}, {a_week, -10}}), "fit");
     EXPECT_LT(fit[1], fit[3]);
 }
 
@@ -97,8 +97,8 @@ TEST(Picture, StaysOnItsPaper) {
         {{0, 0}, {1, 1}},
         {{0, 0}, {0, 0}},
         {{0, 0}, {10, 0}, {5, 3}, {20, -7}},
-        {{0, 5}, {week, 0}, {2 * week, 0}},
-        {{0, 0}, {week * 52 * 30, 1000000000}},
+        {{0, 5}, {a_week, 0}, {2 * a_week, 0}},
+        {{0, 0}, {a_week * 52 * 30, 1000000000}},
         {{INT64_MIN, INT64_MIN}, {INT64_MAX, INT64_MAX}},
     };
     for (const auto &steps : cases) {

@@ -166,7 +166,7 @@ TEST_F(ServerCommands, NeedAPrimaryToSwitchOn) {
 }
 
 /// What is written of the daemon into the configuration.
-std::string written() {
+std::string written_configuration() {
     const kept_session session;
     EXPECT_EQ(ntp_config_write(session.get()), 0);
     return session.text();
@@ -182,8 +182,8 @@ class ShowCommands : public ServerCommands {
         ntp_status = 0;
     }
 
-    static std::string json(const std::string &status, const std::string &zone) {
-        return "{\n  \"status\":" + status +
+    static std::string json(const std::string &enabled, const std::string &zone) {
+        return "{\n  \"status\":" + enabled +
                ",\n  \"server\":\"first\",\n  \"secondServer\":\"second\",\n"
                "  \"continentCity\":\"" +
                zone + "\"\n}\r\n";
@@ -221,13 +221,13 @@ TEST_F(ShowCommands, LeaveNoMemoryBehind) {
 }
 
 TEST_F(ShowCommands, WriteServersAndZoneWhileOn) {
-    EXPECT_EQ(written(), "");
+    EXPECT_EQ(written_configuration(), "");
     ntp_status = 1;
     const std::string servers = "ntp terminal\n ntp server first second\r\n ntp enable\r\n";
-    EXPECT_EQ(written(), servers + " timezone continent Europe location London\r\n");
+    EXPECT_EQ(written_configuration(), servers + " timezone continent Europe location London\r\n");
     g_ntp_var.continent_name = nullptr;
     g_ntp_var.city_name = nullptr;
-    EXPECT_EQ(written(), servers);
+    EXPECT_EQ(written_configuration(), servers);
 }
 
 /// Whether a line is not carried out before the lock is free.

@@ -17,12 +17,6 @@ using kind = zone_rule_kind;
 constexpr int first_year = 1770;
 constexpr int table_years = ZONE_MAX_TIMES / 2;
 
-std::unique_ptr<zone_state> parsed(const std::string &text) {
-    auto state = new_state();
-    EXPECT_TRUE(parse_tz_string(text.c_str(), state.get(), false)) << text;
-    return state;
-}
-
 void expect_moment(int year, const zone_rule &rule, std::int64_t offset) {
     EXPECT_EQ(year_start(year) + rule_to_seconds(year, rule, offset),
               rule_moment(year, rule, offset))

@@ -16,12 +16,6 @@ bool parses(const std::string &text) {
     return parse_tz_string(exact.get(), new_state().get(), false);
 }
 
-std::unique_ptr<zone_state> parsed(const std::string &text) {
-    auto state = new_state();
-    EXPECT_TRUE(parse_tz_string(text.c_str(), state.get(), false)) << text;
-    return state;
-}
-
 /// The offset west of UT that a TZ string's standard time has.
 std::int64_t west(const std::string &text) { return -parsed(text)->types[0].utc_offset; }
 
