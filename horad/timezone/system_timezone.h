@@ -2,5 +2,5 @@
 #pragma once
 
 /// Takes the system's zone away: removes /etc/localtime, if there is one.  The daemon's
-/// own zone stays as it is until the next tzset().  Event-loop thread only.
+/// own zone stays as it is until TZ changes or a zone is set.  Event-loop thread only.
 void remove_system_timezone() noexcept;

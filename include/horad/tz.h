@@ -16,6 +16,9 @@
  * TZ: localtime(), ctime() and mktime() notice all that the C library's functions do to the
  * environment, and entries exchanged by hand.  Who turns the text of an entry before TZ into
  * another TZ, in place, calls tzset() on the thread that goes on with them.
+ *
+ * While TZ is not set, only set_system_timezone_by_path() makes the process's zone follow
+ * a changed /etc/localtime.
  */
 #ifndef HORAD_TZ_H
 #define HORAD_TZ_H
@@ -47,10 +50,10 @@ extern "C" {
  * UTC, all others in the process's zone: that of TZ, or of /etc/localtime when TZ
  * is not set.  `text` has room for 26 bytes.
  *
- * They differ from the C library's in three ways: localtime_r() loads the zone
- * only when none was loaded yet (or TZ has 256 characters or more), an unusable
- * TZ is UTC named "GMT", and mktime() finds no time for one that a clock change
- * skipped unless tm_isdst is 0 or 1.
+ * For times in use they differ from the C library's in three ways: localtime_r()
+ * loads the zone only when none was loaded yet (or TZ has 256 characters or more), an
+ * unusable TZ is UTC named "GMT", and mktime() finds no time for one that a clock
+ * change skipped unless tm_isdst is 0 or 1.
  *
  * Return null, and mktime() -1, when there is no such time.
  */
