@@ -150,7 +150,7 @@ def compare_files(run, zones):
 
 def compare_rules(run):
     zones = {rule: rule_zone(rule) for rule in RULES}
-    for rule, zone in zones.items():
+    for rule, zone in run.zones(zones).items():
         for low, high in SPANS if run.full else SPANS[:2] + run.random.sample(SPANS[3:], 3):
             run.years([(rule, zone)], low, high)
     for rule in run.some(RULES, 1):
