@@ -12,8 +12,10 @@ import re
 import shutil
 import signal
 import subprocess
+import tempfile
 import time
 from pathlib import Path
+from typing import Iterator
 
 import pytest
 
@@ -80,6 +82,14 @@ def interrupt(process: subprocess.Popen[str], when: Path) -> tuple[str, str]:
 @pytest.fixture
 def clone(tmp_path: Path) -> Clone:
     return Clone(tmp_path / "clone", tmp_path / "programs")
+
+
+@pytest.fixture
+def public_clone() -> Iterator[Clone]:
+    """One that every user may read: pytest's folders are the user's own."""
+    with tempfile.TemporaryDirectory() as folder:
+        Path(folder).chmod(0o755)
+        yield Clone(Path(folder, "clone"), Path(folder, "programs"))
 
 
 @pytest.fixture(scope="session")

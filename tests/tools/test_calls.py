@@ -43,21 +43,17 @@ def test_wrong_arguments(clone: Clone, tool: str) -> None:
 
 
 @BOTH
-def test_not_root(tmp_path: Path, clone: Clone, script: str) -> None:
-    for folder in (tmp_path, *tmp_path.parents[:2]):
-        folder.chmod(0o755)
-    stops_after_set_up(clone)
-    refused = clone.run(script, before=NOBODY)
+def test_not_root(public_clone: Clone, script: str) -> None:
+    stops_after_set_up(public_clone)
+    refused = public_clone.run(script, before=NOBODY)
     assert (refused.returncode, refused.stdout) == (1, "")
     assert refused.stderr.count("\n") == 1 and "root" in refused.stderr
 
 
-def test_somebody_elses_clone(tmp_path: Path, clone: Clone) -> None:
-    for folder in (tmp_path, *tmp_path.parents[:2]):
-        folder.chmod(0o755)
-    refused = clone.run("tools/setup", before=NOBODY)
+def test_somebody_elses_clone(public_clone: Clone) -> None:
+    refused = public_clone.run("tools/setup", before=NOBODY)
     assert refused.returncode == 1
-    assert refused.stderr == f"setup: cannot write to {clone.folder}/build: it is somebody else's\n"
+    assert refused.stderr == f"setup: cannot write to {public_clone.folder}/build: it is somebody else's\n"
 
 
 @BOTH
