@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import pytest
 
-from tests.tools.conftest import Clone
+from tests.tools.conftest import Clone, interrupt
 
 NATIVE, PEERS = "build-libfrr", "fetch-peers"
 SYSROOT, ARM64 = "debian-tree sysroot arm64 build/deps/arm64/root", "build-libfrr arm64"
@@ -59,6 +59,20 @@ def test_set_up_tells_of_each_failure(clone: Clone) -> None:
     assert done.returncode == 1
     assert done.stdout.endswith("finished\n")
     assert sorted(done.stderr.splitlines()) == ["tools/build-libfrr failed", *["tools/debian-tree failed"] * 2]
+
+
+def test_ctrl_c_in_set_up(clone: Clone) -> None:
+    """What is under way ends first, and says so."""
+    clone.program("dpkg-query", "echo -n installed")
+    first, began = clone.folder / "first", clone.folder / "began"
+    clone.replace("tools/build-libfrr", f"trap 'sleep 0.5; echo first ended >&2; exit 130' INT; : >{first}; sleep 1000")
+    clone.replace("tools/fetch-peers", f"""[ "$*" = --needs ] && exit; trap 'echo second ended >&2; exit 130' INT
+        until [ -e {first} ]; do sleep 0.01; done
+        : >{began}; sleep 1000""")
+    process = clone.start("tools/setup", start_new_session=True)
+    _, errors = interrupt(process, began)
+    assert process.returncode == 130
+    assert sorted(errors.splitlines()) == ["first ended", "second ended"]
 
 
 @pytest.mark.parametrize(
