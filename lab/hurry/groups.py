@@ -18,11 +18,11 @@ Grouping = Callable[[int, int], None]
 
 
 def _place() -> tuple[Path, Callable[[int], tuple[str, int]]] | None:
-    """Where groups of processes get shares, and which file says how much; None where they do not."""
-    if (_V1 / "cpu.shares").exists():
+    """Where groups of processes get shares, and which file says how much; None where they do not, or nobody may."""
+    if (_V1 / "cpu.shares").exists() and os.access(_V1, os.W_OK):
         return _V1, lambda weight: ("cpu.shares", 1024 * weight // USUAL_WEIGHT)
     with contextlib.suppress(OSError):
-        if "cpu" in (_V2 / "cgroup.subtree_control").read_text().split():
+        if "cpu" in (_V2 / "cgroup.subtree_control").read_text().split() and os.access(_V2, os.W_OK):
             return _V2, lambda weight: ("cpu.weight", weight)
     return None
 
