@@ -130,6 +130,8 @@ FAULTS = [
         ("sizeof message, MSG_DONTWAIT", "sizeof message, 0"),
         ("sizeof message, MSG_DONTWAIT", "sizeof message - 1, MSG_DONTWAIT"),
         ("SOCK_STREAM", "SOCK_DGRAM", Same("codes are written and read whole either way")),
+        ("[0] < FD_SETSIZE", "[0] <= FD_SETSIZE"),
+        ("close(end);", ""),
     ),
     *faults_in(
         "horad/client/clock.cpp", "horad_test Target.* ChangeRecord.* Delay.*",

@@ -77,6 +77,8 @@ FAULTS = [
         ("unsigned number = 1;", "unsigned number = 0;"),
         ("if (std::iscntrl(", "if (!std::iscntrl("),
         ("purpose == check_for::report ?", "purpose != check_for::report ?", CHECK + "a_missing_default_file"),
+        ("purpose == check_for::start && can_be", "can_be", CHECK + "a_pipe_is_checked_when_nothing_starts"),
+        ("purpose == check_for::start && can_be_read_once_only(path)", "false", CHECK + "a_pipe_is_left_to_the_start"),
         ("std::ferror(file)", "std::feof(file)"),
         ("return remove ? nullptr", "return !remove ? nullptr"),
         ('to_journal ? "<4>" : ""', 'to_journal ? "" : ""', CHECK + "the_journal_is_told_a_priority"),

@@ -2,13 +2,15 @@
 """Wrong lines of a configuration are told before the daemon serves, and by -C without one."""
 from __future__ import annotations
 
+import contextlib
 import os
 import socket
 import threading
+from typing import Iterator
 
 import pytest
 
-from lab import BASE_CONFIG, CONFIG, Daemon, wait_for
+from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, wait_for
 from lab.bench import PRIMARY, SECONDARY, Bench, configured
 
 WRONG = f"""{BASE_CONFIG}! a comment
@@ -111,15 +113,29 @@ def test_it_is_read_as_root(bench: Bench) -> None:
     assert daemon.stderr() == b""
 
 
-def test_what_can_be_read_only_once_is_left_to_the_start(bench: Bench) -> None:
+@contextlib.contextmanager
+def pipe_with(bench: Bench, config: str) -> Iterator[str]:
+    """It can be read once."""
     pipe = bench.world.path("/tmp/pipe")
     os.mkfifo(pipe)
-    writer = threading.Thread(target=pipe.write_text, args=(f"{BASE_CONFIG}hostname once\n",), daemon=True)
+    writer = threading.Thread(target=pipe.write_text, args=(config,), daemon=True)
     writer.start()
-    daemon = bench.daemon(None, arguments=["-f", "/tmp/pipe"])
-    writer.join()
+    yield "/tmp/pipe"
+    writer.join(10 * TIME_FACTOR)
+    assert not writer.is_alive(), "nobody has read it"
+
+
+def test_a_pipe_is_left_to_the_start(bench: Bench) -> None:
+    with pipe_with(bench, f"{BASE_CONFIG}hostname once\n") as pipe:
+        daemon = bench.daemon(None, arguments=["-f", pipe])
     assert told(daemon) == []
     assert bench.vty(daemon, "enable").command("show running-config").count(b"hostname once") == 1
+
+
+def test_a_pipe_is_checked_when_nothing_starts(bench: Bench) -> None:
+    with pipe_with(bench, "bogus\n") as pipe:
+        daemon = check(bench, None, "-f", pipe)
+    assert (daemon.status, told(daemon)) == (1, [f"horad: {pipe}:1: unknown command: bogus".encode()])
 
 
 def test_a_good_configuration_says_nothing(bench: Bench) -> None:
