@@ -41,12 +41,12 @@ std::string trim(const char *text) {
 
 /// Hands out the candidates one by one.
 char *next_candidate(const char *, int index) {
-    static std::vector<std::string> words; // between the calls for one completion
+    static std::vector<std::string> candidates; // between the calls for one completion
     if (index == 0)
-        words =
+        candidates =
             offered->candidates(std::string(rl_line_buffer, static_cast<std::size_t>(rl_point)));
     const auto place = static_cast<std::size_t>(index);
-    return place < words.size() ? strdup(words[place].c_str()) : nullptr;
+    return place < candidates.size() ? strdup(candidates[place].c_str()) : nullptr;
 }
 
 char **complete_word(const char *text, int, int) {

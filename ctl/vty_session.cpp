@@ -31,9 +31,9 @@ void set_interrupt_handler(void (*handler)(int)) noexcept {
 int milliseconds_left(deadline until) {
     if (!until)
         return -1;
-    const auto left =
+    const auto remaining =
         std::chrono::ceil<std::chrono::milliseconds>(*until - std::chrono::steady_clock::now());
-    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
+    return static_cast<int>(std::clamp<std::int64_t>(remaining.count(), 0, INT_MAX));
 }
 
 } // namespace

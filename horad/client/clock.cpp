@@ -21,7 +21,7 @@ namespace {
 // Where a step belongs in the device's data model, in its own numbers: the clock's
 // module and "changed" in the change log, the row of steps in the database.
 constexpr std::uint16_t clock_module = 62;
-constexpr std::uint32_t changed = 2;
+constexpr std::uint32_t clock_changed = 2;
 constexpr int step_area = 4;
 constexpr int step_id = 1;
 
@@ -72,7 +72,7 @@ std::int32_t kernel_frequency() {
 cli_log_record clock_change_record(const request_bytes &request) noexcept {
     cli_log_record record{};
     std::memcpy(&record.bytes[0], &clock_module, sizeof clock_module);
-    std::memcpy(&record.bytes[28], &changed, sizeof changed);
+    std::memcpy(&record.bytes[28], &clock_changed, sizeof clock_changed);
     std::copy(request.begin() + 32, request.end(), &record.bytes[32]);
     return record;
 }

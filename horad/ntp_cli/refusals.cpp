@@ -36,16 +36,16 @@ const char *refusal_of_servers(const char *primary, const char *secondary) noexc
     return nullptr;
 }
 
-const char *refusal_of_second_server(const char *primary, const char *host) noexcept {
+const char *refusal_of_second_server(const char *primary, const char *secondary) noexcept {
     if (*primary == '\0')
         return "Master ip address have not set.\r\n";
-    if (host == nullptr)
+    if (secondary == nullptr)
         return "% Command incomplete.\n"; // as the library says it
-    if (!server_is_set(host))
+    if (!server_is_set(secondary))
         return "Slave ip address can't manually config 0.0.0.0 !!!.\r\n";
-    if (is_too_long(host)) // in lower case, unlike above
+    if (is_too_long(secondary)) // in lower case, unlike above
         return "slave Hostname or IP address too long. Maximum is 128.\r\n";
-    if (!fits(host))
+    if (!fits(secondary))
         return "Slave Hostname or IP address does not fit: at most 127 characters.\r\n";
     return nullptr;
 }

@@ -12,10 +12,11 @@
 
 /// `second ntp server2`.
 ///
-/// primary  the field as it is: only an empty one is refused, one that was never set
-///          ("0.0.0.0") is let through
-/// host     null when it was not given
-[[nodiscard]] const char *refusal_of_second_server(const char *primary, const char *host) noexcept;
+/// primary    the field as it is: only an empty one is refused, one that was never set
+///            ("0.0.0.0") is let through
+/// secondary  null when it was not given
+[[nodiscard]] const char *refusal_of_second_server(const char *primary,
+                                                   const char *secondary) noexcept;
 
 /// `ntp enable`.
 [[nodiscard]] const char *refusal_to_enable(const char *primary) noexcept;

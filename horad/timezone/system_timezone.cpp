@@ -40,7 +40,7 @@ constexpr int32_t null_argument = -27;
 
 /// A text stands in it twice, and it ends with a zero.
 constexpr std::size_t profile_command_size = 256;
-constexpr std::size_t longest_text = (profile_command_size - sizeof PROFILE_COMMAND("")) / 2;
+constexpr std::size_t longest_tz = (profile_command_size - sizeof PROFILE_COMMAND("")) / 2;
 
 /// Whether a text can be handed to the shell.  Says why not.
 bool is_acceptable(const char *text) {
@@ -50,10 +50,10 @@ bool is_acceptable(const char *text) {
         return false;
     }
     // A command cut short would be another command.
-    if (std::string_view(text).size() > longest_text) {
+    if (std::string_view(text).size() > longest_tz) {
         std::printf("\r\nThe format of time zone is invalid! "
                     "It can't be longer than %zu characters\r\n",
-                    longest_text);
+                    longest_tz);
         return false;
     }
     return true;

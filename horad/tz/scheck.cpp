@@ -3,10 +3,9 @@
 #include <cstring>
 
 #include "horad/tz.h"
+#include "tz/digit.h"
 
 namespace {
-
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 /// Copies one conversion (from after its "%") with its assignment suppressed.
 /// Returns the position after it.

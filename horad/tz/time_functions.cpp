@@ -19,11 +19,11 @@ namespace {
 /// Shared by localtime and gmtime.
 constinit std::tm shared_result{};
 
-std::tm *to_utc(const zone_state &utc, std::int64_t time, std::tm *result) {
-    if (!split_time(utc, time, 0, *result))
+std::tm *to_utc(const zone_state &zone, std::int64_t time, std::tm *result) {
+    if (!split_time(zone, time, 0, *result))
         return nullptr;
     result->tm_isdst = 0;
-    result->tm_zone = utc.abbreviations;
+    result->tm_zone = zone.abbreviations;
     return result;
 }
 

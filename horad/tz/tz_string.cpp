@@ -5,9 +5,9 @@
 
 #include <cstring>
 
-namespace {
+#include "tz/digit.h"
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+namespace {
 
 constexpr int days_per_week = 7;
 constexpr int most_hours = 24 * days_per_week - 1;
@@ -118,12 +118,12 @@ const char *scan_rule(const char *text, zone_rule *rule) {
 
 bool scan_tz_string(const char *text, tz_description &description, bool last_ditch) {
     description = {};
-    const char *standard = text;
+    const char *standard_name = text;
     std::size_t standard_length = std::strlen("GMT");
     if (last_ditch) {
         text += standard_length;
     } else {
-        text = scan_any_name(text, &standard, &standard_length);
+        text = scan_any_name(text, &standard_name, &standard_length);
         if (text == nullptr)
             return false;
         text = scan_offset(text, &description.standard_offset);
@@ -131,22 +131,22 @@ bool scan_tz_string(const char *text, tz_description &description, bool last_dit
             return false;
     }
 
-    const char *daylight = nullptr;
+    const char *daylight_name = nullptr;
     std::size_t daylight_length = 0;
     std::size_t needed = standard_length + 1;
     if (*text != '\0') {
-        text = scan_any_name(text, &daylight, &daylight_length);
+        text = scan_any_name(text, &daylight_name, &daylight_length);
         if (text == nullptr)
             return false;
         needed += daylight_length + 1;
     }
     if (needed > sizeof description.names)
         return false;
-    std::memcpy(description.names, standard, standard_length);
+    std::memcpy(description.names, standard_name, standard_length);
     description.standard_length = static_cast<int>(standard_length);
-    if (daylight == nullptr)
+    if (daylight_name == nullptr)
         return true;
-    std::memcpy(description.names + standard_length + 1, daylight, daylight_length);
+    std::memcpy(description.names + standard_length + 1, daylight_name, daylight_length);
     description.daylight_length = static_cast<int>(daylight_length);
 
     description.daylight_offset = description.standard_offset - 3600;

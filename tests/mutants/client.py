@@ -138,7 +138,7 @@ FAULTS = [
         ("clock_module = 62;", "clock_module = 63;"),
         ("changed = 2;", "changed = 3;"),
         ("step_area = 4;", "step_area = 1;", SYSTEM + "database.py::test_step_is_stored"),
-        ("&record.bytes[28], &changed", "&record.bytes[24], &changed"),
+        ("&record.bytes[28], &clock_changed", "&record.bytes[24], &clock_changed"),
         ("request.begin() + 32, request.end(), &record.bytes[32]", "request.begin() + 33, request.end(), &record.bytes[33]"),
         ("saturate(slop_microseconds);", "saturate(std::floor(slop_microseconds));"),
         ("if (r >= 0)", "if (r > 0)"),

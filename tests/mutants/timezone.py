@@ -49,7 +49,7 @@ FAULTS = [
         ("unacceptable = -2;", "unacceptable = -1;"),
         ("not_opened = -14;", "not_opened = -2;"),
         ("null_argument = -27;", "null_argument = -14;"),
-        ("std::string_view(text).size() > longest_text", "std::string_view(text).size() >= longest_text"),
+        ("std::string_view(text).size() > longest_tz", "std::string_view(text).size() >= longest_tz"),
         ("profile_command_size - sizeof", "profile_command_size + 2 - sizeof"),
         ("O_RDWR | O_CREAT | O_CLOEXEC", "O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC"),
         ("tzset();\n", ""),

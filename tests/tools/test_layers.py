@@ -9,7 +9,8 @@ from pathlib import Path
 
 PROJECT = Path(__file__).resolve().parents[2]
 HORAD = PROJECT / "horad"
-OBJECTS = PROJECT / "build/release/horad/CMakeFiles"
+# Those of a build that compiles each file by itself.
+OBJECTS = PROJECT / "build/tsan/horad/CMakeFiles"
 
 # From above to below; a room knows those below it.  What stands beside the rooms is in
 # the last but one, for all of them.
@@ -42,6 +43,7 @@ def includes() -> Graph:
 
 def calls() -> Graph:
     """Which object file needs a symbol of which other one."""
+    assert OBJECTS.exists(), "build the preset tsan first"
     defined: dict[str, str] = {}
     needed: Graph = {}
     for folder in ("horad_objects.dir", "horad.dir"):
