@@ -79,3 +79,12 @@ def test_no_programs(build: Path) -> None:
     failed = ratios(build)
     assert failed.returncode == 1
     assert "No such file" in failed.stderr and "Traceback" not in failed.stderr
+
+
+def test_the_same_environment_for_everybody(build: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    """A shell's many variables would be most of what a conversion by its plain name takes."""
+    for number in range(50):
+        monkeypatch.setenv(f"HORAD_TESTS_{number}", "")
+    program(build, "tz_bench", f"env | wc -l >{build}/variables\n{MEASURES}")
+    assert ratios(build).returncode == 0
+    assert 5 < int((build / "variables").read_text()) < 15
