@@ -71,7 +71,11 @@ void compare_with_c_library(const char *name) {
     tzset();
     constexpr std::int64_t from_1970 = 0;
     constexpr std::int64_t to_2037 = 2145916800;
+#if defined(HORAD_EMULATOR) // slow
+    constexpr std::int64_t step = 86400 * 23 * 16 + 1801;
+#else
     constexpr std::int64_t step = 86400 * 23 + 1801;
+#endif
     for (std::int64_t time = from_1970; time < to_2037; time += step) {
         const std::time_t c_time = time;
         std::tm by_library{};

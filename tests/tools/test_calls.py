@@ -27,7 +27,7 @@ def stops_after_set_up(clone: Clone, script: str = "true") -> None:
 
 
 @pytest.mark.parametrize("option", ["-h", "--help"])
-@pytest.mark.parametrize("tool", EVERY_TOOL)
+@pytest.mark.parametrize("tool", [*EVERY_TOOL, "tests/exhaustive"])
 def test_help(clone: Clone, tool: str, option: str) -> None:
     done = clone.run(tool, option)
     assert (done.returncode, done.stderr) == (0, "")

@@ -16,6 +16,8 @@ namespace {
 
 #if defined(__SANITIZE_THREAD__)
 constexpr int conversions = 20000;
+#elif !defined(NDEBUG) || defined(HORAD_EMULATOR) // slow ones
+constexpr int conversions = 250000;
 #else
 constexpr int conversions = 4000000;
 #endif
