@@ -3,7 +3,8 @@
 
     /usr/bin/python3 -m pytest tests/tools
 
-Needs what tools/setup --tests has made in build/deps, of which it takes copies.
+Needs what tools/setup --tests has made in build/deps, of which it takes copies, and the
+builds release and tsan.
 """
 from __future__ import annotations
 
