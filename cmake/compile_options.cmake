@@ -7,7 +7,7 @@ include_guard()
 
 add_library(horad_options INTERFACE)
 target_compile_options(horad_options INTERFACE
-  -Wall -Wextra -Wconversion -Wshadow
+  -Wall -Wextra -Wconversion -Wshadow -Wformat-security
   # gcc leaves signs out of -Wconversion.
   $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-sign-conversion>
   $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wreserved-identifier>

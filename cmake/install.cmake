@@ -3,6 +3,8 @@
 # What `cmake --install` puts where.  Component "daemon" is what runs, with its
 # documents; "headers" is for building code that runs inside the daemon's process.
 #
+include(link_to)
+
 # libfrr and the three device libraries are the daemon's own: in a folder that only
 # it looks into, beside whatever the system has.
 set(private_libraries ${CMAKE_INSTALL_LIBDIR}/horad)
@@ -21,12 +23,28 @@ foreach(library cli_helper config_db zone_catalogue)
   if(NOT is_imported)
     set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
     install(TARGETS ${library} LIBRARY DESTINATION ${private_libraries} COMPONENT daemon)
+    list(APPEND own_libraries ${library})
   endif()
 endforeach()
 option(HORAD_INSTALL_LIBFRR "Install libfrr with the daemon: a device has one" ON)
 if(HORAD_INSTALL_LIBFRR)
   file(REAL_PATH ${frr_library} frr_file)
   install(PROGRAMS ${frr_file} DESTINATION ${private_libraries} RENAME libfrr.so.0 COMPONENT daemon)
+endif()
+
+# Where all of these are installed with the daemon, the build folder is laid out in the same
+# way: what runs in it, the tests' daemon too, is byte for byte what is installed.
+cmake_path(ABSOLUTE_PATH from_daemon BASE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} NORMALIZE
+  OUTPUT_VARIABLE as_installed)
+cmake_path(IS_PREFIX CMAKE_BINARY_DIR ${as_installed} is_inside)
+list(LENGTH own_libraries own)
+if(is_inside AND HORAD_INSTALL_LIBFRR AND own EQUAL 3)
+  cmake_path(GET as_installed PARENT_PATH parent)
+  file(MAKE_DIRECTORY ${parent} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+  cmake_path(RELATIVE_PATH CMAKE_LIBRARY_OUTPUT_DIRECTORY BASE_DIRECTORY ${parent} OUTPUT_VARIABLE libraries)
+  link_to(${libraries} ${as_installed})
+  link_to(${frr_file} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/libfrr.so.0)
+  set_target_properties(horad ${own_libraries} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 endif()
 
 # Samples: an installed configuration is the operator's, and is not overwritten.

@@ -3,6 +3,7 @@
 # libfrr and what its headers pull in, as the target `libfrr`.
 # HORAD_FRR_PREFIX (cache variable or environment) names another build of it.
 include_guard()
+include(link_to)
 
 set(HORAD_FRR_PREFIX "" CACHE PATH "Where libfrr is installed")
 # The environment's is remembered, for builds that configure anew by themselves.
@@ -32,7 +33,7 @@ endif()
 set(frr_include_dirs ${frr_headers})
 if(NOT EXISTS ${frr_headers}/lib)
   file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/frr_headers)
-  file(CREATE_LINK ${frr_headers} ${CMAKE_BINARY_DIR}/frr_headers/lib SYMBOLIC)
+  link_to(${frr_headers} ${CMAKE_BINARY_DIR}/frr_headers/lib)
   list(APPEND frr_include_dirs ${CMAKE_BINARY_DIR}/frr_headers)
 endif()
 file(STRINGS ${frr_headers}/version.h frr_version REGEX "^#define FRR_VERSION ")

@@ -3,8 +3,9 @@
 
     /usr/bin/python3 -m pytest tests/package
 
-builds them first (build/packages).  With HORAD_LIFE_ONLY in the environment it builds this
-machine's own only, and leaves out what is not about its life on a system.
+makes them first (build/packages), with the programs that the other tests run.  With
+HORAD_LIFE_ONLY in the environment it makes this machine's own only, and leaves out what is not
+about its life on a system.
 """
 from __future__ import annotations
 
@@ -18,7 +19,7 @@ import pytest
 from tests.package.throwaway import PROJECT, Debian
 
 
-def build_packages(folder: Path, *before: str, clone: Path = PROJECT,
+def build_packages(folder: Path, *before: str, clone: Path = PROJECT, as_built: bool = False,
                    wanted: Sequence[str] = ()) -> dict[str, Path]:
     """Packages made in a clone, by architecture; those of debug information are beside them."""
     # On another release's bare system there is no git, and the revision is given.
@@ -26,8 +27,9 @@ def build_packages(folder: Path, *before: str, clone: Path = PROJECT,
         ["git", "-c", f"safe.directory={PROJECT}", "-C", PROJECT, "describe", "--always", "--dirty", "--abbrev=12"],
         capture_output=True, text=True).stdout.strip()
     # Whoever builds a copy without the history names the revision.
-    subprocess.run([*before, str(clone / "tools" / "package"), "--output", str(folder), *wanted], check=True,
-                   stdout=subprocess.DEVNULL, env={**os.environ, "HORAD_REVISION": revision})
+    command = [str(clone / "tools" / "package"), *(["--as-built"] if as_built else []), "--output", str(folder), *wanted]
+    subprocess.run([*before, *command], check=True, stdout=subprocess.DEVNULL,
+                   env={**os.environ, "HORAD_REVISION": revision})
     return by_architecture(folder, "horad")
 
 
@@ -44,7 +46,7 @@ def by_architecture(folder: Path, name: str) -> dict[str, Path]:
 def packages(native: str) -> dict[str, Path]:
     """The packages by architecture."""
     wanted = [native] if "HORAD_LIFE_ONLY" in os.environ else []
-    return build_packages(PROJECT / "build" / "packages", wanted=wanted)
+    return build_packages(PROJECT / "build" / "packages", as_built=True, wanted=wanted)
 
 
 @pytest.fixture(scope="session")

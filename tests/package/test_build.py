@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-2.0-or-later
-"""Configuring a build: which libfrr it takes."""
+"""Configuring a build: which libfrr it takes, and where its daemon finds it."""
 from __future__ import annotations
 
 import os
@@ -63,3 +63,23 @@ def test_what_is_missing_is_named(device: Path, tmp_path: Path, missing: str) ->
     refused = configure(tmp_path / "build", prefix=device)
     assert refused.returncode != 0
     assert ("no config.h in" if missing.endswith("config.h") else f"no libfrr in {device}") in " ".join(refused.stderr.split())
+
+
+def test_laid_out_as_installed(tmp_path: Path) -> None:
+    """And left alone by the next one: a daemon may be starting."""
+    build = tmp_path / "build"
+    library(configure(build))
+    (found,) = build.glob("lib/*/horad/libfrr.so.0")
+    link = build / "lib" / "libfrr.so.0"
+    assert found.samefile(link)
+    assert f"-rpath,{OWN}" not in (build / "build.ninja").read_text()
+    made = link.lstat()
+    library(configure(build))
+    assert link.lstat() == made
+
+
+def test_a_library_that_is_not_installed_is_found_where_it_is(tmp_path: Path) -> None:
+    build = tmp_path / "build"
+    assert library(configure(build, "-DHORAD_INSTALL_LIBFRR=OFF")).parent == OWN / "lib"
+    assert not list(build.glob("lib/**/libfrr*"))
+    assert f"-rpath,{OWN / 'lib'}" in (build / "build.ninja").read_text()

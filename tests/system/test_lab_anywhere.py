@@ -18,10 +18,10 @@ def test_a_daemon_and_its_libraries_below_tmp(build: Build, tmp_path: Path) -> N
                    check=True, stdout=subprocess.DEVNULL)
     (tmp_path / "build" / "sbin" / "horad").rename(tmp_path / "build" / "bin" / "horad")
     # As with a libfrr that is somewhere else.
-    library = tmp_path / "build" / "lib" / "horad" / "libfrr.so.0"
+    (library,) = tmp_path.glob("build/lib/*/horad/libfrr.so.0")
     (tmp_path / "elsewhere").mkdir()
     library.rename(tmp_path / "elsewhere" / "libfrr.so")
-    library.symlink_to("../../../elsewhere/libfrr.so")
+    library.symlink_to("../../../../elsewhere/libfrr.so")
 
     folder = tmp_path / "by_this_name"
     folder.symlink_to("build")
