@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 
+#include <fcntl.h>
 #include <netdb.h>
 #include <sys/select.h>
 #include <sys/socket.h>
@@ -64,6 +65,9 @@ int open_client_socket() noexcept {
         client_status::note_dead("socket", error);
         return -1;
     }
+    // The command that sets the hardware clock may outlive the daemon: it is not to keep
+    // the port from the next one.
+    fcntl(fd, F_SETFD, FD_CLOEXEC);
     debug_printf("\r\n ntp client process : socket OK.\n\r");
 
     sockaddr_in local{};

@@ -92,6 +92,7 @@ FAULTS = [
         ("fd >= FD_SETSIZE", "fd > FD_SETSIZE", "horad_test Control.*"),
         ("errno = EMFILE;", "errno = ENFILE;", "horad_test Control.*"),
         ("close(fd);\n        errno = EMFILE;", "errno = EMFILE;", "horad_test Control.*"),
+        ("fcntl(fd, F_SETFD, FD_CLOEXEC);", ""),
         ("htonl(INADDR_ANY)", "htonl(INADDR_LOOPBACK)"),
         ("close(fd);\n        client_status::note_dead(\"bind\", error);",
          "client_status::note_dead(\"bind\", error);"),

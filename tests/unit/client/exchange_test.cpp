@@ -5,6 +5,7 @@
 #include "client/exchange.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <string>
@@ -121,6 +122,18 @@ TEST_F(Exchange, ASendingLooksNoNameUpThatIsBeingChanged) {
     client.join();
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(name_looked_up(), "127.0.0.9");
+}
+
+TEST_F(Exchange, TheHardwareClocksCommandDoesNotKeepThePort) {
+    check_in_child([] {
+        ASSERT_EQ(unshare(CLONE_NEWNET), 0);
+        const int ended = open_client_socket();
+        ASSERT_GE(ended, 0);
+        // It outlives the daemon when that is told to end meanwhile.
+        ASSERT_EQ(std::system("sleep 1 &"), 0); // NOLINT(cert-env33-c,concurrency-mt-unsafe)
+        close(ended);
+        EXPECT_GE(open_client_socket(), 0) << "of the daemon that is started next";
+    });
 }
 
 TEST_F(Exchange, APortThatIsTakenIsToldAndItsSocketClosed) {
