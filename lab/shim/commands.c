@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
@@ -37,12 +38,19 @@ int system(const char *command) {
     char text[1024], zone[512];
     const char *tz = getenv("TZ");
 
+    /* While it waits, system() lets the whole process ignore these. */
+    struct sigaction interrupt, quit, ignored = {.sa_handler = SIG_IGN};
+    sigaction(SIGINT, &ignored, &interrupt);
+    sigaction(SIGQUIT, &ignored, &quit);
+
     bool fails = control_fails("system");
     int saved = errno;
     event("system", ", \"command\": \"%s\", \"tz\": \"%s\"",
           escaped(text, sizeof(text), command ? command : ""),
           escaped(zone, sizeof(zone), tz ? tz : ""));
     real_sleep(control_number("system_sleep", 0));
+    sigaction(SIGINT, &interrupt, NULL);
+    sigaction(SIGQUIT, &quit, NULL);
     int result = fails ? -1 : (int)control_number("system_result", 0);
     if (!fails && shim_active() && command && strstr(command, "/etc/profile") &&
         control_number("profile_commands", 0) != 0)

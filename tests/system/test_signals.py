@@ -53,14 +53,25 @@ def test_end_while_stopped(bench: Bench, number: Signals) -> None:
     ends_well(bench, daemon, number)
 
 
-@ENDS
-def test_end_during_a_command(bench: Bench, number: Signals) -> None:
+def test_end_during_a_command(bench: Bench) -> None:
     bench.server(answer=truthful(timestamp(START)))
     daemon = bench.daemon(LOGGING + configured(PRIMARY), system_sleep=60)
     assert daemon.shim is not None
     daemon.shim.wait_events("system")
-    ends_well(bench, daemon, number)
+    ends_well(bench, daemon, signal.SIGTERM)
     assert daemon.shim.events("diff_time") == []
+
+
+def test_interrupt_during_a_command_is_lost(bench: Bench) -> None:
+    """As it is for every program while it waits for a shell."""
+    bench.server(answer=truthful(timestamp(START)))
+    daemon = bench.daemon(LOGGING + configured(PRIMARY), system_sleep=1)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("system")
+    daemon.send_signal(signal.SIGINT)
+    daemon.shim.wait_events("flush")
+    assert messages(log(bench)).count(TERMINATING) == 0
+    ends_well(bench, daemon, signal.SIGINT)
 
 
 @ENDS
