@@ -154,6 +154,10 @@ FAULTS = [
          SYSTEM + "database.py::test_step_is_stored"),
         ("std::exit(1);", "std::exit(0);", SYSTEM + "clock.py::test_kernel_clock_that_cannot_be_read"),
         ("report.intervals = intervals;", "", SYSTEM + "status.py::test_well"),
+        ("if (debug)\n        print_exchange", "if (g_ntp_var.g_ntp_debug)\n        print_exchange",
+         SYSTEM + "verbose.py::test_every_exchange"),
+        ("if (debug)\n        print_intervals", "if (g_ntp_var.g_ntp_debug)\n        print_intervals",
+         SYSTEM + "verbose.py::test_every_exchange"),
     ),
     *faults_in(
         "horad/client/statistics.cpp", "horad_test Statistics.*",
@@ -201,6 +205,8 @@ FAULTS = [
     *faults_in(
         "horad/client/poll_loop.cpp", DEBUG_LINES + "start",
         ('prctl(PR_SET_NAME, "ntpClient");', "", SYSTEM + "process.py::test_client_thread_has_its_name"),
+        ('std::fputs("Sending ...\\n", stderr);', "return;", SYSTEM + "verbose.py::test_every_exchange"),
+        ('std::puts("Listening...");', "{}", SYSTEM + "verbose.py::test_every_exchange"),
         ("client_status::note_request_due();", "", SYSTEM + "status.py::test_first_server_silent"),
         ("self.schedule.on_interrupted();\n            return;", "return;", DEBUG_LINES + "interrupted_wait"),
         ("if (error == EINTR) {", "if (error == EAGAIN) {", DEBUG_LINES + "interrupted_wait"),

@@ -5,7 +5,7 @@ from __future__ import annotations
 import time
 
 from lab.bench import PRIMARY, START, Bench
-from lab.servers.packet import Packet, timestamp
+from lab.servers.packet import Packet, answer_to, timestamp
 
 SLOW = 1.5
 
@@ -36,3 +36,11 @@ def test_source_check_does_not(bench: Bench) -> None:
     assert time.monotonic() - begun < SLOW
     daemon.shim.set(lookup_sleep=0)
     daemon.shim.wait_events("flush")
+
+
+def test_both_lookups_count_as_round_trip(bench: Bench) -> None:
+    """A request carries the time before its look-up, and an answer arrives with the end of its own."""
+    bench.server(answer=lambda request: [answer_to(request.data, timestamp(START))])
+    daemon = bench.polling("ntp1.lab", clock_offset=0, lookup_sleep=SLOW)
+    elapsed = float(daemon.wait_stdout(b"\n").split()[2])
+    assert elapsed >= 2 * SLOW * 1e6
