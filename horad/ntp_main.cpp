@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <initializer_list>
 #include <iterator>
 #include <type_traits>
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <sys/mman.h>
@@ -103,9 +105,19 @@ void release_startup_stack() noexcept {
     madvise(end - given_back, given_back, MADV_DONTNEED);
 }
 
+/// Started without one of the standard streams, the daemon must not let a file of its own
+/// take that place: what is printed would go there, and a daemon in the background, which
+/// replaces the streams, would lose it.
+void fill_in_standard_streams() noexcept {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", O_RDWR); // gets the lowest number that is free
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
+    fill_in_standard_streams();
     // The client thread allocates once a week: it needs no heap of its own.
     mallopt(M_ARENA_MAX, 1); // NOLINT(concurrency-mt-unsafe): there is one thread yet
     // Messages reach a log file or a pipe line by line, as they happen.

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import os
 import re
+import shlex
 import signal
 import socket
 import subprocess
@@ -11,7 +12,7 @@ from pathlib import Path
 
 import pytest
 
-from lab import BASE_CONFIG, DAEMON_ADDRESS, PROJECT, Build, World, number_inside, wait_for
+from lab import BASE_CONFIG, CONFIG, DAEMON_ADDRESS, PROJECT, Build, World, number_inside, wait_for
 from lab.bench import PRIMARY, Bench, configured
 
 EXPORTED = {
@@ -217,6 +218,21 @@ def test_daemonised(bench: Bench) -> None:
     assert bench.vty(daemon).command("show ntp").startswith(b"NTP server is")
     os.kill(pid, signal.SIGTERM)
     wait_for("its end", lambda: not bench.world.orphans())
+
+
+@pytest.mark.parametrize("closed", ["<&-", ">&-", "2>&-", "<&- >&-", "<&- >&- 2>&-"])
+def test_started_without_standard_streams(bench: Bench, closed: str) -> None:
+    """Their places are not taken by what the daemon opens."""
+    bench.world.path(CONFIG).write_text(BASE_CONFIG)
+    words = shlex.join(bench.build.command())
+    process = bench.world.spawn(
+        "daemon", ["sh", "-c", f"exec {words} {closed}"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+    )
+    try:
+        wait_answer(bench.world, "127.0.0.1", 2705)
+        assert [os.readlink(f"/proc/{process.pid}/fd/{stream}") for stream in range(3)] == ["/dev/null"] * 3
+    finally:
+        bench.world.end(process)
 
 
 def test_output_in_a_file_is_there_line_by_line(bench: Bench) -> None:
