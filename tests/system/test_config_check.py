@@ -12,6 +12,7 @@ import pytest
 
 from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, wait_for
 from lab.bench import PRIMARY, SECONDARY, Bench, configured
+from lab.database import DATABASE
 
 WRONG = f"""{BASE_CONFIG}! a comment
 ntp sever {PRIMARY}
@@ -111,6 +112,8 @@ def test_it_is_read_as_root(bench: Bench) -> None:
     daemon = bench.daemon("bogus\n", ready=False, kill_before="seteuid")
     daemon.wait()
     assert daemon.stderr() == b""
+    # The database was opened before that, as whoever started the daemon.
+    assert bench.world.path(DATABASE).exists()
 
 
 @contextlib.contextmanager

@@ -77,6 +77,19 @@ def test_memory_is_the_librarys(build: Build) -> None:
     assert {name for name in names if OTHER_MEMORY.fullmatch(name)} == set()
 
 
+def test_memory_is_shown_as_the_daemons(bench: Bench) -> None:
+    daemon = bench.daemon(calls=1)
+    assert daemon.shim is not None
+    session = bench.vty(daemon, "enable")
+
+    def own() -> bytes:
+        return session.command("show memory").partition(b"--- qmem NTP deamon's memory ---\r\n")[2]
+
+    assert b"NTP client " not in own()
+    daemon.shim.call("zdump_main", "zdump", "-c", "2020,2021", "-v", "Europe/London")
+    assert re.search(rb"^NTP client +: +0 ", own(), re.MULTILINE)
+
+
 @pytest.mark.plain_build
 @pytest.mark.uncounted_build
 def test_nothing_to_destroy(build: Build) -> None:
