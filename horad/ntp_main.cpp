@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
 //
 // The daemon's frame: its description for libfrr, its signals, its start-up.
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -38,11 +39,17 @@ void sighup() { zlog_info("SIGHUP received"); }
 
 void sigusr1() { zlog_rotate(); }
 
+void end_now(int /*signal*/) { _exit(0); }
+
 /// Ends the daemon, whatever the client thread is doing: a committed step is on disk
 /// already, and there is nothing else to lose.  Called by the event loop, so not before a
 /// command has ended that waits for the client to look a name up.
 void sigint() {
     zlog_notice("Terminating on signal");
+    // exit() writes out what was printed, and into a full pipe that may take for ever.
+    constexpr unsigned seconds_to_write = 3;
+    std::signal(SIGALRM, end_now);
+    alarm(seconds_to_write);
     std::exit(0); // NOLINT(concurrency-mt-unsafe)
 }
 

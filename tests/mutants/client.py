@@ -276,6 +276,7 @@ FAULTS = [
         "horad/ntp_main.cpp", SYSTEM + "process.py::test_default_port",
         ("std::setvbuf(stdout, nullptr, _IOLBF, 0);", "",
          SYSTEM + "process.py::test_output_in_a_file_is_there_line_by_line"),
+        ("alarm(seconds_to_write);", "alarm(0);", SYSTEM + "signals.py::test_end_with_output_that_nobody_takes"),
         ("    fill_in_standard_streams();\n", "", SYSTEM + "process.py::test_started_without_standard_streams"),
         ("{SIGUSR1, sigusr1, 0},", "", SYSTEM + "signals.py::test_rotation"),
         ("std::exit(0); //", "std::exit(1); //", SYSTEM + "signals.py::test_two_ends_at_once"),

@@ -2,12 +2,16 @@
 """The four signals, at every moment."""
 from __future__ import annotations
 
+import fcntl
+import os
 import signal
+import subprocess
+import time
 from signal import Signals
 
 import pytest
 
-from lab import BASE_CONFIG, CONFIG, Daemon, wait_for
+from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, Shim, wait_for
 from lab.bench import CALM, PRIMARY, START, Bench, configured
 from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
@@ -80,6 +84,34 @@ def test_end_during_a_lookup(bench: Bench, number: Signals) -> None:
     assert daemon.shim is not None
     daemon.shim.wait_events("lookup")
     ends_well(bench, daemon, number)
+
+
+@ENDS
+def test_end_with_output_that_nobody_takes(bench: Bench, number: Signals) -> None:
+    """What was printed is lost, and the daemon ends all the same."""
+    server = bench.server(answer=lambda _: [b"short"])
+    bench.world.path(CONFIG).write_text(LOGGING + configured(PRIMARY))
+    shim = Shim(bench.world)
+    reader, writer = os.pipe()
+    os.write(writer, bytes(fcntl.fcntl(writer, fcntl.F_GETPIPE_SZ)))
+    process = bench.world.spawn(
+        "daemon",
+        bench.build.command(),
+        environment={**shim.environment, **bench.build.preload(bench.build.shim)},
+        stdout=writer,
+        stderr=subprocess.DEVNULL,
+    )
+    try:
+        server.wait_requests(1)
+        shim.wait_events("recvfrom")
+        time.sleep(0.2)  # it prints a line
+        process.send_signal(number)
+        assert process.wait(10 * TIME_FACTOR) == 0
+        assert messages(log(bench)).count(TERMINATING) == 1
+    finally:
+        bench.world.end(process)
+        os.close(reader)
+        os.close(writer)
 
 
 def test_end_with_sessions_open(bench: Bench) -> None:
