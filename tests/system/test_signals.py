@@ -2,17 +2,20 @@
 """The four signals, at every moment."""
 from __future__ import annotations
 
+import contextlib
 import fcntl
 import os
 import signal
 import subprocess
 import time
+from pathlib import Path
 from signal import Signals
 
 import pytest
 
 from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, Shim, wait_for
 from lab.bench import CALM, PRIMARY, START, Bench, configured
+from lab.database import HOLD
 from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
 
@@ -35,6 +38,36 @@ def messages(text: bytes) -> list[bytes]:
 def ends_well(bench: Bench, daemon: Daemon, number: Signals) -> None:
     assert daemon.stop(number) == 0
     assert messages(log(bench)).count(TERMINATING) == 1
+
+
+def has_open(daemon: Daemon, path: str) -> bool:
+    with contextlib.suppress(OSError):  # a file was just closed
+        return any(str(file.readlink()).endswith(path) for file in Path(f"/proc/{daemon.pid}/fd").iterdir())
+    return False
+
+
+@ENDS
+def test_end_during_the_start(bench: Bench, number: Signals) -> None:
+    """Nothing of the configuration is carried out any more."""
+    database = "/var/lib/locked.db"
+    holder = bench.world.spawn("daemon", ["/usr/bin/python3", "-c", HOLD, database], stdout=subprocess.PIPE)
+    try:
+        assert holder.stdout is not None
+        assert holder.stdout.readline() == b"held\n"
+        daemon = bench.daemon(
+            configured(PRIMARY),
+            arguments=["--log", f"file:{LOG}", "--log-level", "debug"],
+            environment={"HORAD_CONFIG_DB": database},
+            ready=False,
+        )
+        wait_for("the database", lambda: has_open(daemon, database))  # it waits a second for that
+        ends_well(bench, daemon, number)
+        assert daemon.shim is not None
+        assert daemon.shim.events(thread="ntpClient") == []
+    finally:
+        bench.world.end(holder)
+        if holder.stdout is not None:
+            holder.stdout.close()
 
 
 @ENDS
