@@ -3,8 +3,8 @@
 // The time-zone engine against the C library and against slow, simple models of
 // itself, over every zone file of this machine.
 //
-//   tz_differential [--full | --share N] [--seed N]    N: every Nth zone file only; without
-//                                                      it, as HORAD_SHARE has it
+//   tz_differential [--full | --share N] [--seed N]    N: every Nth zone only, of files and of
+//                                                      odd ones; else as HORAD_SHARE has it
 //   tz_differential --answer    conversions for another program, line by line
 #include <algorithm>
 #include <cstdio>

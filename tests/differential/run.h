@@ -19,7 +19,7 @@ inline constexpr std::int64_t last_second = 67768036191676799;
 
 struct test_run {
     bool full = false;
-    std::size_t share = 1; ///< of the zone files one in so many, where they take too long
+    std::size_t share = 1; ///< of zone files and odd zones one in so many, where they take too long
     std::uint64_t seed = 0;
     std::mt19937_64 random;
 

@@ -137,7 +137,8 @@ void compare_search(test_run &run, const std::string &name, const zone_state &zo
 
 void compare_search_in_odd_zones(test_run &run) {
     const auto zone = std::make_unique<zone_state>();
-    for (int i = 0; i < run.amount(300, 3000); ++i) {
+    const auto zones = static_cast<std::size_t>(run.amount(300, 3000)) / run.share;
+    for (std::size_t i = 0; i < zones; ++i) {
         tzif_file file;
         file.wide = odd_block(run);
         if (load_zone_bytes(file.bytes(), zone.get(), true) != 0) {
