@@ -95,9 +95,14 @@ TEST(Index, ChangesAreTheSameWithoutIt) {
 }
 
 TEST(Index, ThreadsThatBeginAtOnceFindTheSame) {
-    for (int round = 0; round < 20; ++round)
-        for (const char *name : zones) {
-            const auto expected = answers(open_zone(name).get());
+#if !defined(NDEBUG) || defined(HORAD_EMULATOR) // slow ones
+    constexpr int rounds = 5;
+#else
+    constexpr int rounds = 20;
+#endif
+    for (const char *name : zones) {
+        const auto expected = answers(open_zone(name).get());
+        for (int round = 0; round < rounds; ++round) {
             const auto zone = open_zone(name);
             std::atomic<int> waiting{3};
             std::atomic<int> different{0};
@@ -105,13 +110,14 @@ TEST(Index, ThreadsThatBeginAtOnceFindTheSame) {
             for (int i = 0; i < 3; ++i)
                 threads.emplace_back([&] {
                     for (--waiting; waiting > 0;)
-                        ;
+                        std::this_thread::yield();
                     different += answers(zone.get()) != expected;
                 });
             for (auto &thread : threads)
                 thread.join();
             EXPECT_EQ(different, 0) << name;
         }
+    }
 }
 
 TEST(Index, ARecordThatIsFilledAnewGetsANewOne) {
