@@ -137,8 +137,8 @@ def compare_files(run, zones):
         run.years([(name, zones[name])], 2015, 2025)
     for name in run.some(list(zones), 3):
         run.years([(name, zones[name])], 1900, 2100)
-    for name in run.some(list(zones), 1, 60):
-        # The years that are taken without any given.
+    # The years that are taken without any given are many: a share of the sample may have none.
+    for name in run.some(list(zones), 1, 60) if run.random.randrange(run.share) == 0 else ():
         expected = run.model.run([(name, zones[name])], parse_span(None))
         for arguments in (("-c", None), (run.random.choice(("", "-d", None)), None)):
             answer = run.program.ask("dump", "zdump", *arguments, "-v", name)
