@@ -15,6 +15,7 @@ import pytest
 
 from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, Shim, wait_for
 from lab.bench import CALM, PRIMARY, START, Bench, configured
+from lab.daemon import SANITIZER_OPTIONS
 from lab.database import HOLD
 from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
@@ -130,7 +131,7 @@ def test_end_with_output_that_nobody_takes(bench: Bench, number: Signals) -> Non
     process = bench.world.spawn(
         "daemon",
         bench.build.command(),
-        environment={**shim.environment, **bench.build.preload(bench.build.shim)},
+        environment={**SANITIZER_OPTIONS, **shim.environment, **bench.build.preload(bench.build.shim)},
         stdout=writer,
         stderr=subprocess.DEVNULL,
     )

@@ -13,7 +13,6 @@ from lab import Daemon, World, wait_for
 from lab.shim import failing
 from lab import BASE_CONFIG
 from lab.bench import FAST, PRIMARY, SECONDARY, START, STRANGER, UNREACHABLE, Bench, configured
-from lab.gauges import memory
 from lab.servers.ntp_server import NtpServer, once, send_from, truthful
 from lab.servers.packet import Packet, timestamp
 
@@ -244,18 +243,20 @@ def test_commands_with_and_without(bench: Bench) -> None:
 @pytest.mark.uncounted_build
 @pytest.mark.plain_build
 def test_memory(bench: Bench) -> None:
-    """The smallest of three starts each, in KiB: pages come and go."""
+    """Its own, of the smallest of three starts each, in KiB, and at most all of the file.  How much
+    of the files' is resident depends on what else the machine does."""
 
-    def resident(arguments: list[str]) -> int:
+    def own_memory(arguments: list[str]) -> int:
         sizes = []
         for _ in range(3):
             daemon = bench.daemon(arguments=arguments, shim=False)
-            sizes.append(memory(daemon))
+            sizes.append(daemon.status_field("RssAnon"))
             assert daemon.stop() == 0
         return min(sizes)
 
-    module = str(bench.build.folder / "lib" / "horad_status.so")
-    assert resident(["-M", module]) - resident([]) <= 0.3 * 1024
+    module = bench.build.folder / "lib" / "horad_status.so"
+    loaded = module.stat().st_size / 1024
+    assert own_memory(["-M", str(module)]) - own_memory([]) + loaded <= 0.3 * 1024
 
 
 # --- the log
