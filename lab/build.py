@@ -73,11 +73,15 @@ class Build:
     def sanitized(self) -> bool:
         return bool(self.runtimes) or b"__asan_init" in self.daemon.read_bytes()
 
+    @property
+    def checks_threads(self) -> bool:
+        return any("libtsan" in path for path in self.runtimes)
+
     def command(self) -> list[str]:
         """How to start the daemon."""
         # The thread sanitizer cannot lay out its memory where the kernel
         # scatters mappings widely.
-        scattered_not = ["setarch", "-R"] if any("libtsan" in path for path in self.runtimes) else []
+        scattered_not = ["setarch", "-R"] if self.checks_threads else []
         return [*scattered_not, *self.emulator, str(self.daemon)]
 
     def preload(self, library: Path) -> dict[str, str]:

@@ -29,6 +29,7 @@ def pytest_addoption(parser: pytest.Parser) -> None:
 def pytest_configure(config: pytest.Config) -> None:
     config.addinivalue_line("markers", "plain_build: about a build without sanitizers only")
     config.addinivalue_line("markers", "uncounted_build: about a build that does not count which lines run only")
+    config.addinivalue_line("markers", "prompt_signals: about a build whose signals arrive at once only")
     config.addinivalue_line("markers", "libfrr_from(version): about the library's own doings from a release on")
     config.addinivalue_line("markers", "libfrr_before(version): about its doings before a release")
 
@@ -40,9 +41,11 @@ def pytest_report_header(config: pytest.Config) -> str:
 
 def pytest_collection_modifyitems(config: pytest.Config, items: list[pytest.Item]) -> None:
     """Leaves out what says nothing about this build: tests of memory in a sanitized one, tests of
-    the program's imports and exports where they include what counts lines."""
+    the program's imports and exports where they include what counts lines, of signals that have to
+    be handled while a thread writes where the thread sanitizer keeps them back."""
     build = build_of(config)
-    left_out = {"plain_build": build.sanitized, "uncounted_build": build.counts_lines}
+    left_out = {"plain_build": build.sanitized, "uncounted_build": build.counts_lines,
+                "prompt_signals": build.checks_threads}
     for marker in (name for name, applies in left_out.items() if applies):
         items[:] = [item for item in items if item.get_closest_marker(marker) is None]
     items[:] = [item for item in items if is_of(build, item)]

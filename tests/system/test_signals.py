@@ -15,6 +15,7 @@ import pytest
 
 from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, Shim, wait_for
 from lab.bench import CALM, PRIMARY, START, Bench, configured
+from lab.daemon import SANITIZER_OPTIONS
 from lab.database import HOLD
 from lab.servers.ntp_server import truthful
 from lab.servers.packet import timestamp
@@ -119,12 +120,10 @@ def test_end_during_a_lookup(bench: Bench, number: Signals) -> None:
     ends_well(bench, daemon, number)
 
 
-@pytest.mark.plain_build
+@pytest.mark.prompt_signals
 @ENDS
 def test_end_with_output_that_nobody_takes(bench: Bench, number: Signals) -> None:
-    """What was printed is lost, and the daemon ends all the same.  (The thread sanitizer keeps a
-    signal back for as long as a thread writes.)
-    """
+    """What was printed is lost, and the daemon ends all the same."""
     server = bench.server(answer=lambda _: [b"short"])
     bench.world.path(CONFIG).write_text(LOGGING + configured(PRIMARY))
     shim = Shim(bench.world)
@@ -133,7 +132,7 @@ def test_end_with_output_that_nobody_takes(bench: Bench, number: Signals) -> Non
     process = bench.world.spawn(
         "daemon",
         bench.build.command(),
-        environment={**shim.environment, **bench.build.preload(bench.build.shim)},
+        environment={**SANITIZER_OPTIONS, **shim.environment, **bench.build.preload(bench.build.shim)},
         stdout=writer,
         stderr=subprocess.DEVNULL,
     )
