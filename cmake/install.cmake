@@ -2,7 +2,6 @@
 #
 # What `cmake --install` puts where.  Component "daemon" is what runs, with its
 # documents; "headers" is for building code that runs inside the daemon's process.
-#
 include(link_to)
 
 # libfrr and the three device libraries are the daemon's own: in a folder that only
@@ -23,7 +22,9 @@ foreach(library cli_helper config_db zone_catalogue)
   if(NOT is_imported)
     set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
     install(TARGETS ${library} LIBRARY DESTINATION ${private_libraries} COMPONENT daemon)
-    list(APPEND own_libraries ${library})
+    list(APPEND installed_libraries ${library})
+  else()
+    set(has_device_library ON)
   endif()
 endforeach()
 option(HORAD_INSTALL_LIBFRR "Install libfrr with the daemon: a device has one" ON)
@@ -37,14 +38,13 @@ endif()
 cmake_path(ABSOLUTE_PATH from_daemon BASE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY} NORMALIZE
   OUTPUT_VARIABLE as_installed)
 cmake_path(IS_PREFIX CMAKE_BINARY_DIR ${as_installed} is_inside)
-list(LENGTH own_libraries own)
-if(is_inside AND HORAD_INSTALL_LIBFRR AND own EQUAL 3)
+if(is_inside AND HORAD_INSTALL_LIBFRR AND NOT has_device_library)
   cmake_path(GET as_installed PARENT_PATH parent)
   file(MAKE_DIRECTORY ${parent} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
   cmake_path(RELATIVE_PATH CMAKE_LIBRARY_OUTPUT_DIRECTORY BASE_DIRECTORY ${parent} OUTPUT_VARIABLE libraries)
   link_to(${libraries} ${as_installed})
   link_to(${frr_file} ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/libfrr.so.0)
-  set_target_properties(horad ${own_libraries} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  set_target_properties(horad ${installed_libraries} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 endif()
 
 # Samples: an installed configuration is the operator's, and is not overwritten.

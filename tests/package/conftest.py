@@ -46,7 +46,15 @@ def by_architecture(folder: Path, name: str) -> dict[str, Path]:
 def packages(native: str) -> dict[str, Path]:
     """The packages by architecture."""
     wanted = [native] if "HORAD_LIFE_ONLY" in os.environ else []
-    return build_packages(PROJECT / "build" / "packages", as_built=True, wanted=wanted)
+    before = library_links()
+    made = build_packages(PROJECT / "build" / "packages", as_built=True, wanted=wanted)
+    assert library_links().items() >= before.items(), "daemons of other tests may have been starting"
+    return made
+
+
+def library_links() -> dict[Path, int]:
+    """When the links by which the daemons of builds find libfrr were made."""
+    return {link: link.lstat().st_ctime_ns for link in PROJECT.glob("build/*/lib/libfrr.so.0")}
 
 
 @pytest.fixture(scope="session")
