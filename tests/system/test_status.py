@@ -131,8 +131,7 @@ def test_both_silent(bench: Bench) -> None:
     operator = Operator(bench, configured(PRIMARY, SECONDARY), scale=FAST)
     for server in servers:
         server.wait_requests(3)
-    status = operator.status()
-    assert status["state"] == "waiting"
+    status = operator.wait("waiting")
     assert status["lastAnswer"] is None
     assert status["lastFailure"]["text"].startswith("no answer from ")
     assert status["counters"]["answersUsed"] == 0
