@@ -16,7 +16,7 @@ from tests.tools.conftest import PROJECT, Clone, interrupt
 
 BOTH = pytest.mark.parametrize("script", ["run", "test"])
 NOBODY = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
-EVERY_TOOL = ["run", "test", *(f"tools/{name}" for name in
+EVERY_TOOL = ["run", "test", "tests/exhaustive", *(f"tools/{name}" for name in
               ("build", "build-libfrr", "debian-tree", "fetch-peers", "package", "record-sessions", "setup"))]
 
 
@@ -27,7 +27,7 @@ def stops_after_set_up(clone: Clone, script: str = "true") -> None:
 
 
 @pytest.mark.parametrize("option", ["-h", "--help"])
-@pytest.mark.parametrize("tool", [*EVERY_TOOL, "tests/exhaustive"])
+@pytest.mark.parametrize("tool", EVERY_TOOL)
 def test_help(clone: Clone, tool: str, option: str) -> None:
     done = clone.run(tool, option)
     assert (done.returncode, done.stderr) == (0, "")
@@ -40,6 +40,12 @@ def test_wrong_arguments(clone: Clone, tool: str) -> None:
     done = clone.run(tool, "--nonsense")
     assert (done.returncode, done.stdout) == (2, "")
     assert done.stderr == clone.run(tool, "--help").stdout
+
+
+def test_an_exhaustive_test_without_a_build(clone: Clone) -> None:
+    refused = clone.run("tests/exhaustive", "build/other", "--seed", "1")
+    assert (refused.returncode, refused.stdout) == (1, "")
+    assert refused.stderr == "exhaustive: no build/other/bin/tz_differential: tools/build makes it\n"
 
 
 @BOTH

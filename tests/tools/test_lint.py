@@ -70,4 +70,12 @@ def test_clean_files_pass(clone: Clone) -> None:
     sources(clone, a_cpp="int harmless(int n) noexcept { return n + 1; }\n")
     done = lint(clone)
     assert "clang-tidy: 1 files\n" in done.stdout
-    assert done.returncode == 0
+    assert (done.returncode, done.stderr) == (0, "")
+
+
+def test_a_checker_that_cannot_run_says_why(clone: Clone) -> None:
+    sources(clone, a_cpp="static_assert(true);\n")
+    clone.program("clang-tidy", "echo 'clang-tidy: no such library' >&2; exit 127")
+    done = lint(clone)
+    assert done.stderr == "clang-tidy: no such library\n"
+    assert done.returncode != 0
