@@ -2,6 +2,8 @@
 """Runs the daemon inside the lab."""
 from __future__ import annotations
 
+import contextlib
+import os
 import signal
 import socket
 import subprocess
@@ -143,6 +145,14 @@ class Daemon:
             if (task / "comm").read_text().strip() == name:
                 return task
         return None
+
+    def open_files(self) -> set[str]:
+        """What its descriptors stand for, as the kernel names it; one that is closed meanwhile is left out."""
+        files = set()
+        for descriptor in Path(f"/proc/{self.pid}/fd").iterdir():
+            with contextlib.suppress(FileNotFoundError):
+                files.add(os.readlink(descriptor))
+        return files
 
     def status_field(self, name: str, task: Path | None = None) -> int:
         """A number of /proc/PID/status, e.g. "VmRSS" (kB)."""

@@ -24,7 +24,7 @@ def started(bench: Bench, *options: str) -> Daemon:
 
 def listening(daemon: Daemon) -> list[str]:
     """Addresses and ports on which the daemon listens, as the kernel writes them: hexadecimal."""
-    own = {str(path.readlink()) for path in Path(f"/proc/{daemon.pid}/fd").iterdir()}
+    own = daemon.open_files()
     lines = [line.split() for line in Path(f"/proc/{daemon.pid}/net/tcp").read_text().splitlines()[1:]]
     return [line[1] for line in lines if f"socket:[{line[9]}]" in own]
 

@@ -2,13 +2,11 @@
 """The four signals, at every moment."""
 from __future__ import annotations
 
-import contextlib
 import fcntl
 import os
 import signal
 import subprocess
 import time
-from pathlib import Path
 from signal import Signals
 
 import pytest
@@ -41,12 +39,6 @@ def ends_well(bench: Bench, daemon: Daemon, number: Signals) -> None:
     assert messages(log(bench)).count(TERMINATING) == 1
 
 
-def has_open(daemon: Daemon, path: str) -> bool:
-    with contextlib.suppress(OSError):  # a file was just closed
-        return any(str(file.readlink()).endswith(path) for file in Path(f"/proc/{daemon.pid}/fd").iterdir())
-    return False
-
-
 @ENDS
 def test_end_during_the_start(bench: Bench, number: Signals) -> None:
     """Nothing of the configuration is carried out any more."""
@@ -61,7 +53,7 @@ def test_end_during_the_start(bench: Bench, number: Signals) -> None:
             environment={"HORAD_CONFIG_DB": database},
             ready=False,
         )
-        wait_for("the database", lambda: has_open(daemon, database))  # it waits a second for that
+        wait_for("the database", lambda: any(file.endswith(database) for file in daemon.open_files()))  # it waits a second for that
         ends_well(bench, daemon, number)
         assert daemon.shim is not None
         assert daemon.shim.events(thread="ntpClient") == []
