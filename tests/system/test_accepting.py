@@ -210,7 +210,7 @@ def test_name_that_stops_resolving(bench: Bench) -> None:
 
 def test_late_answer_of_the_server_before(bench: Bench) -> None:
     first, second = bench.server(), bench.server(SECONDARY)
-    daemon = bench.polling(PRIMARY, SECONDARY, scale=0.005)
+    daemon = bench.polling(PRIMARY, SECONDARY, scale=0.02)
     request = first.wait_requests(3)[2].data
     second.wait_requests(1)
     assert unpack(request).transmit != (0, 0)

@@ -11,7 +11,7 @@ from typing import Iterator
 import pytest
 
 from lab import DAEMON_ADDRESS, PROJECT, Daemon, World, chrony, ntpsec, wait_for
-from lab.bench import PRIMARY, SECONDARY, START, STRANGER, Bench
+from lab.bench import CALM, PRIMARY, SECONDARY, START, STRANGER, Bench
 from lab.gauges import Flood, client, measured, processor_seconds, received, state, unread_bytes
 from lab.servers.ntp_server import send_from, truthful
 from lab.servers.packet import Packet, timestamp
@@ -76,7 +76,7 @@ def test_the_other_server_passes(bench: Bench) -> None:
 def test_strangers_do_not_put_the_request_off(bench: Bench) -> None:
     """From any port and any address but the server's, in the wait for an answer."""
     server = bench.server()
-    daemon = bench.polling(PRIMARY, scale=0.01)  # 30 s take 0.3 s
+    daemon = bench.polling(PRIMARY, scale=CALM)
     server.wait_requests(1)
     for address, port in ((STRANGER, 123), (STRANGER, 4000), (NEVER_ASKED, 123), (PRIMARY, 4000)):
         send_from(bench.world, address, port, SHORT)

@@ -196,14 +196,14 @@ def test_strangers_do_not_move_the_schedule(bench: Bench) -> None:
 def test_wrong_length_puts_the_request_off(bench: Bench) -> None:
     """From anybody and in any wait: the next request is 300 s away again."""
     server = bench.server()
-    daemon = bench.polling(PRIMARY, scale=0.01)  # 300 s take 3 s, and 30 s 0.3 s
-    server.wait_requests(1)
+    daemon = bench.polling(PRIMARY, scale=0.02)  # 300 s take 6 s, and 30 s 0.6 s
     shim = daemon.shim
     assert shim is not None
     with Flood(bench.world, STRANGER) as flood:
+        server.wait_requests(1)
         for _ in range(8):
             flood.pour(daemon, [SHORT])
-            time.sleep(0.2)
+            time.sleep(0.4)
     last = shim.events("flush")[-1].waited
     assert len(server.requests) == 1  # two were due in these 160 s
     shim.skip()

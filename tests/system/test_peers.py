@@ -43,7 +43,7 @@ def test_clock_years_off(bench: Bench, kind: Callable[[World, str], Peer], years
 @BOTH
 def test_failover_to_a_living_server(bench: Bench, kind: Callable[[World, str], Peer]) -> None:
     bench.peer(kind, SECONDARY)
-    daemon = bench.polling(PRIMARY, SECONDARY, clock_offset=-YEARS, scale=0.005)
+    daemon = bench.polling(PRIMARY, SECONDARY, clock_offset=-YEARS, scale=0.02)
     set_right(daemon)
     assert daemon.shim is not None
     sent = daemon.shim.events("sendto")

@@ -156,7 +156,7 @@ def test_emptied_secondary_is_still_turned_to(bench: Bench) -> None:
 
 def test_new_name_is_used_from_the_next_request_on(bench: Bench) -> None:
     third = bench.server("10.77.0.3")
-    daemon = bench.polling(PRIMARY, scale=0.02)
+    daemon = bench.polling(PRIMARY, scale=CALM)
     assert daemon.shim is not None
     daemon.shim.requests(1)
     bench.vty(daemon).command("ntp server ntp3.lab")

@@ -118,7 +118,7 @@ def test_well(bench: Bench) -> None:
 def test_first_server_silent(bench: Bench) -> None:
     bench.server(PRIMARY)
     bench.server(SECONDARY, truthful(timestamp(THEN)))
-    operator = Operator(bench, configured(PRIMARY, SECONDARY), scale=FAST, clock_frozen=START)
+    operator = Operator(bench, configured(PRIMARY, SECONDARY), scale=0.02, clock_frozen=START)
     status = operator.wait("resting")
     assert (status["server"], status["serverAddress"]) == (2, SECONDARY)
     assert status["lastAnswer"]["address"] == SECONDARY
