@@ -39,17 +39,10 @@ void sighup() { zlog_info("SIGHUP received"); }
 
 void sigusr1() { zlog_rotate(); }
 
-void end_now(int /*signal*/) { _exit(0); }
-
 /// Ends the daemon, whatever the client thread is doing: a committed step is on disk
-/// already, and there is nothing else to lose.  Called by the event loop, so not before a
-/// command has ended that waits for the client to look a name up.
+/// already, and there is nothing else to lose.
 void sigint() {
     zlog_notice("Terminating on signal");
-    // exit() writes out what was printed, and into a full pipe that may take for ever.
-    constexpr unsigned seconds_to_write = 3;
-    std::signal(SIGALRM, end_now);
-    alarm(seconds_to_write);
     std::exit(0); // NOLINT(concurrency-mt-unsafe)
 }
 
@@ -81,6 +74,29 @@ frr_daemon_info horad_description = {
     .n_signals = std::size(horad_signals),
     .privs = &horad_privs,
 };
+
+void end_now(int /*signal*/) { _exit(0); }
+
+struct sigaction librarys_handler;
+
+void note_end_signal(int signal) {
+    constexpr unsigned seconds_to_end = 3;
+    alarm(seconds_to_end);
+    librarys_handler.sa_handler(signal);
+}
+
+/// The event loop calls sigint() when it next gets round to it, and exit() writes out what
+/// was printed.  Where a command prints into a full pipe, or waits for the client to look a
+/// name up, neither may ever happen: the daemon ends all the same, some seconds later.
+void limit_time_to_end() {
+    std::signal(SIGALRM, end_now);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        sigaction(signal, nullptr, &librarys_handler);
+        struct sigaction noted = librarys_handler;
+        noted.sa_handler = note_end_signal;
+        sigaction(signal, &noted, nullptr);
+    }
+}
 
 /// The daemon has no options of its own, but the library's are only read by
 /// asking for them.
@@ -133,6 +149,7 @@ int main(int argc, char **argv) {
     frr_preinit(&horad_description, argc, argv);
     read_options(argc, argv);
     master = frr_init();
+    limit_time_to_end();
     if (horad_description.dryrun) {
         ntp_cli_init();
         const bool is_good =

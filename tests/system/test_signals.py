@@ -114,10 +114,32 @@ def test_end_during_a_lookup(bench: Bench, number: Signals) -> None:
 
 @pytest.mark.prompt_signals
 @ENDS
-def test_end_with_output_that_nobody_takes(bench: Bench, number: Signals) -> None:
+def test_end_during_a_command_that_waits_for_a_lookup(bench: Bench, number: Signals) -> None:
+    """It waits with it for some seconds, not for however long a name server takes."""
+    daemon = bench.daemon(LOGGING + configured("ntp1.lab"), lookup_sleep=60)
+    assert daemon.shim is not None
+    daemon.shim.wait_events("lookup")
+    bench.vty(daemon, "enable").send(b"configure terminal\nntp\nshow ntp\n")
+    time.sleep(0.2)  # it waits
+    assert daemon.stop(number) == 0
+    assert messages(log(bench)).count(TERMINATING) == 0
+
+
+@pytest.mark.prompt_signals
+@ENDS
+@pytest.mark.parametrize(
+    ("answer", "line", "told"),
+    [
+        pytest.param([b"short"], "", 1, id="the client's"),
+        pytest.param([], " timezone continent Europe location Nowhere\n", 0, id="a command's"),
+    ],
+)
+def test_end_with_output_that_nobody_takes(
+    bench: Bench, number: Signals, answer: list[bytes], line: str, told: int
+) -> None:
     """What was printed is lost, and the daemon ends all the same."""
-    server = bench.server(answer=lambda _: [b"short"])
-    bench.world.path(CONFIG).write_text(LOGGING + configured(PRIMARY))
+    server = bench.server(answer=lambda _: answer)
+    bench.world.path(CONFIG).write_text(LOGGING + configured(PRIMARY) + line)
     shim = Shim(bench.world)
     reader, writer = os.pipe()
     os.write(writer, bytes(fcntl.fcntl(writer, fcntl.F_GETPIPE_SZ)))
@@ -130,11 +152,12 @@ def test_end_with_output_that_nobody_takes(bench: Bench, number: Signals) -> Non
     )
     try:
         server.wait_requests(1)
-        shim.wait_events("recvfrom")
+        if answer:
+            shim.wait_events("recvfrom")
         time.sleep(0.2)  # it prints a line
         process.send_signal(number)
         assert process.wait(10 * TIME_FACTOR) == 0
-        assert messages(log(bench)).count(TERMINATING) == 1
+        assert messages(log(bench)).count(TERMINATING) == told
     finally:
         bench.world.end(process)
         os.close(reader)
