@@ -133,17 +133,38 @@ const char *printable(char *text) {
     return text + std::strspn(text, " ");
 }
 
+/// A line, or as much of a longer one as libfrr reads at a time and takes for a line.
+struct piece {
+    char text[VTY_BUFSIZ];
+    bool ends_line;
+    bool has_zero; ///< a zero byte, which to libfrr is the end
+
+    bool read(std::FILE *file) {
+        // Whatever was not read is no zero: the last one stands where the piece ends.
+        std::memset(text, 'x', sizeof text);
+        if (std::fgets(text, sizeof text, file) == nullptr)
+            return false;
+        const auto *end = static_cast<const char *>(memrchr(text, '\0', sizeof text));
+        ends_line = end > text && end[-1] == '\n';
+        has_zero = text + std::strlen(text) != end;
+        return true;
+    }
+};
+
 bool check_lines(std::FILE *file, const char *path) {
-    static char text[VTY_BUFSIZ]; // libfrr reads pieces of this size, too
+    static piece read;
     told_so_far told{"0.0.0.0", false};
     bool good = true;
     int node = config_start_node();
-    for (unsigned number = 1; std::fgets(text, sizeof text, file) != nullptr; ++number) {
+    for (unsigned number = 1; read.read(file); number += read.ends_line) {
         config_line line;
-        config_line_match(text, &node, &line);
-        if (const char *fault = fault_of(line, told)) {
+        config_line_match(read.text, &node, &line);
+        const char *fault = fault_of(line, told);
+        if (fault == nullptr && read.has_zero)
+            fault = "what follows a zero byte is not read";
+        if (fault != nullptr) {
             std::array<char, 256> why;
-            tell(path, ":%u: %s: %s", number, in_one_line(fault, why), printable(text));
+            tell(path, ":%u: %s: %s", number, in_one_line(fault, why), printable(read.text));
             good = false;
         }
         config_line_free(&line);

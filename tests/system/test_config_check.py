@@ -10,7 +10,7 @@ from typing import Iterator
 
 import pytest
 
-from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, wait_for
+from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon
 from lab.bench import PRIMARY, SECONDARY, Bench, configured
 from lab.database import DATABASE
 
@@ -98,6 +98,19 @@ def test_the_check_leaves_nothing_behind_for_the_reading(bench: Bench) -> None:
     assert told(daemon) == [
         f"horad: {CONFIG}:5: The location name is wrong or does not exist in Europe!: "
         "timezone continent Europe location Pariss".encode()
+    ]
+
+
+def test_a_zero_byte_is_told(bench: Bench) -> None:
+    """It ends the line for the library."""
+    daemon = check(bench, f"ntp\n ntp server {PRIMARY}\0 {SECONDARY} more\n\0bogus\nbogus\0\nhostname a\0".encode())
+    assert daemon.status == 1
+    hidden = "what follows a zero byte is not read"
+    assert told(daemon) == [
+        f"horad: {CONFIG}:2: {hidden}: ntp server {PRIMARY}".encode(),
+        f"horad: {CONFIG}:3: {hidden}: ".encode(),
+        f"horad: {CONFIG}:4: unknown command: bogus".encode(),
+        f"horad: {CONFIG}:5: {hidden}: hostname a".encode(),
     ]
 
 
@@ -257,8 +270,11 @@ def test_the_journal_is_told_a_priority(bench: Bench) -> None:
     assert text == f"<4>horad: {CONFIG}:1: unknown command: bogus\n".encode()
 
 
-def test_a_very_long_line_is_told_in_pieces_as_it_is_read(bench: Bench) -> None:
-    daemon = check(bench, "x" * 5000 + "\n")
-    lines = told(daemon)
-    assert [line.split(b": ")[1] for line in lines] == [f"{CONFIG}:1".encode(), f"{CONFIG}:2".encode()]
-    wait_for("the end", lambda: not daemon.running)
+def test_a_very_long_line_is_told_in_pieces_with_its_number(bench: Bench) -> None:
+    """The library reads 4,095 characters at a time, and takes what follows for a line."""
+    daemon = check(bench, f"hostname a\n! {'x' * 4100}\nbogus\n! {'y' * 4092}\nbogus")
+    assert daemon.status == 1
+    assert told(daemon) == [
+        f"horad: {CONFIG}:{number}: unknown command: {text}".encode()
+        for number, text in ((2, "x" * 7), (3, "bogus"), (5, "bogus"))
+    ]
