@@ -19,7 +19,7 @@ constexpr mode_t folder_mode = 0750;
 
 constexpr int schema_version = 1;
 
-/// The log must not be rewritten by whoever can write to the file through SQL.
+/// The log is to be safe from a slip; whoever may write the file can do what they want.
 constexpr char schema[] = R"(
 BEGIN IMMEDIATE;
 CREATE TABLE IF NOT EXISTS clock_step (

@@ -31,8 +31,8 @@ constexpr int32_t unacceptable = -2;
 constexpr int32_t not_opened = -14;
 constexpr int32_t null_argument = -27;
 
-/// Puts an "export TZ=" line into the login profile, in place of the one that is
-/// there, or else as its last.
+/// Puts an "export TZ=" line into the login profile, in place of those that are
+/// there, or as its last where the word TZ is not.
 #define PROFILE_COMMAND(text)                                          \
     "[ ! -z \"$(cat /etc/profile | grep -w TZ)\" ] && "                \
     "sed -i 's/^.*export TZ=.*/export TZ=" text "/g' /etc/profile || " \

@@ -17,7 +17,7 @@ extern "C" {
  * Lock and unlock the one mutex that guards the daemon's configuration record.
  *
  * The mutex is not recursive.  The client thread holds it while it looks a
- * server's name up, so a caller may wait as long as a look-up takes.
+ * server's name up for a request, so a caller may wait as long as that takes.
  *
  * Return 0, or the error number of the underlying pthread call.
  */

@@ -31,7 +31,8 @@ struct vty;
  *
  * Returns 0; -27 for a null path; -1 when the link cannot be made, with the
  * reason on standard error: no /etc/localtime is left then, unless a second line
- * says why the old one could not be removed.
+ * says why the old one could not be removed.  With TZ in the environment the
+ * process keeps the zone that it names, even where it names /etc/localtime.
  */
 int32_t set_system_timezone_by_path(const char *path) HORAD_NOEXCEPT;
 
@@ -47,7 +48,9 @@ int32_t show_system_timezone(struct vty *vty) HORAD_NOEXCEPT;
 /*
  * Exports a TZ text to the system: to /etc/TZ (overwritten from its start, never
  * shortened), to this process's TZ and zone, and to the login profile
- * /etc/profile, by way of a shell.
+ * /etc/profile, by way of a shell: in place of each line with "export TZ=", or as
+ * its last line when it does not have the word TZ.  Files that are not there are
+ * made with what libfrr's mask for new files leaves of 0777 and 0666.
  *
  * text  a POSIX TZ string of at most 59 characters, of those that the device's
  *       input check accepts (the stand-in's: letters, digits, "+-:,._")
@@ -62,7 +65,8 @@ int32_t sync_sys_timezone(const char *text) HORAD_NOEXCEPT;
  * Sets the zone from an offset: "[-]HOURS[:MINUTES][-NUMBER]", such as "8",
  * "-5:30" or "8:0-2", at most 6 characters, hours -12..12, minutes 0..59; a
  * leading "-" is west of Greenwich, NUMBER the time-zone offset below.  A number
- * that is not one counts as 0, what follows a number is not looked at.
+ * that is not one counts as 0, what follows a number is not looked at: behind a
+ * leading "-", with another sign or a blank, hours of any size are taken ("--99").
  *
  * Returns 0, also when the zone could not be exported; -1 for a text that is not
  * of this form, with a message (none for a null text).  A wrong minute is found
@@ -72,7 +76,9 @@ int32_t set_system_timezone(const char *text) HORAD_NOEXCEPT;
 
 /*
  * Sets the zone from an offset: "+HHMM" or "-HHMM", hours -12..12, minutes 0..60,
- * then optionally any one character and a digit, the time-zone offset below.
+ * then optionally any one character and a digit, the time-zone offset below.  The
+ * first number in each two characters counts, with a sign of its own: "+-500" is
+ * taken, too.
  *
  * Returns 0, also when the zone could not be exported (nothing is recorded
  * then); -2 with a message for a text that is not of this form.
@@ -82,7 +88,8 @@ int32_t set_system_timezone_new(const char *text) HORAD_NOEXCEPT;
 /* The offset of a zone from UTC. */
 struct sys_timezone_info {
     int32_t east; /* 1 east of Greenwich, 0 west */
-    int32_t hour; /* hours and minutes of the offset, without its sign */
+    int32_t hour; /* hours and minutes of the offset, without its sign; below 0 only
+                   * where the text had another sign after it */
     int32_t minute;
 };
 

@@ -31,6 +31,19 @@ def test_zone_follows_at_once(bench: Bench) -> None:
     assert shim.events("setenv", "system") == []
 
 
+@pytest.mark.parametrize("tz", ["/etc/localtime", ":/etc/localtime"])
+def test_zone_that_the_environment_names_is_kept(bench: Bench, tz: str) -> None:
+    bench.world.path(LINK).unlink(missing_ok=True)
+    bench.world.path(LINK).symlink_to(f"{ZONES}/Asia/Tokyo")
+    shim = bench.daemon(calls=1, environment={"TZ": tz}).shim
+    assert shim is not None
+    tokyo = shim.call("localtime_r", JULY).result
+    assert tokyo == "2020-07-15 09:00:00 JST 0 32400"
+    assert shim.call("set_system_timezone_by_path", f"{ZONES}/Europe/Paris") == (0, b"", b"")
+    assert link(bench.world) == f"{ZONES}/Europe/Paris"
+    assert shim.call("localtime_r", JULY).result == tokyo
+
+
 def test_zone_commands_and_calls_share_the_zone(bench: Bench) -> None:
     daemon = bench.daemon(calls=1)
     assert daemon.shim is not None

@@ -40,7 +40,7 @@ TEST_F(ChangeLog, KeepsTimeFieldsRecordAndText) {
     }
 }
 
-TEST_F(ChangeLog, RowsCanBeNeitherAlteredNorDeleted) {
+TEST_F(ChangeLog, RefusesUpdateAndDelete) {
     ASSERT_EQ(database_init(&db), 0);
     ASSERT_EQ(cli_log(&db, &record, "change by ntp."), 0);
     const peer writer(file);

@@ -103,6 +103,9 @@ TEST_F(ZoneByOffset, OldFormat) {
         // Nobody looks at what follows a number.
         {"8:5:70", "UTC-8:5", 1, 8, 5, 0},
         {"8h30m", "UTC-8:0", 1, 8, 0, 0},
+        // Nor at hours behind a sign that are no number with it.
+        {"--99", "UTC+-99:0", 0, -99, 0, 99},
+        {"- 99", "UTC+99:0", 0, 99, 0, 0},
     };
     expect_set(set_system_timezone, cases);
 }
@@ -147,7 +150,8 @@ TEST_F(ZoneByOffset, NewFormat) {
         {"+0800xy", "UTC-08:00", 1, 8, 0, 0}, {"+0000", "UTC-00:00", 1, 0, 0, 0},
         {"-0000", "UTC+00:00", 0, 0, 0, 0},   {"+1200", "UTC-12:00", 1, 12, 0, 0},
         {"-1200", "UTC+12:00", 0, 12, 0, 0},  {"+1260", "UTC-12:60", 1, 12, 60, 0},
-        {"-0060", "UTC+00:60", 0, 0, 60, 0},
+        {"-0060", "UTC+00:60", 0, 0, 60, 0},  {"+-500", "UTC--5:00", 1, -5, 0, 0},
+        {"-+500", "UTC++5:00", 0, 5, 0, 0},
     };
     expect_set(set_system_timezone_new, cases);
 }
