@@ -81,6 +81,9 @@ FAULTS = [
         ("purpose == check_for::start && can_be_read_once_only(path)", "false", CHECK + "a_pipe_is_left_to_the_start"),
         ("std::ferror(file)", "std::feof(file)"),
         ("return remove ? nullptr", "return !remove ? nullptr"),
+        ("number += read.ends_line", "++number", CHECK + "a_very_long_line_is_told_in_pieces_with_its_number"),
+        ("read.has_zero)", "false)", CHECK + "a_zero_byte_is_told"),
+        ("std::memset(text, 'x', sizeof text);", "", CHECK + "a_zero_byte_is_told"),
         ('to_journal ? "<4>" : ""', 'to_journal ? "" : ""', CHECK + "the_journal_is_told_a_priority"),
     ),
     *faults_in(
