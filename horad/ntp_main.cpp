@@ -79,9 +79,13 @@ void end_now(int /*signal*/) { _exit(0); }
 
 struct sigaction librarys_handler;
 
+/// The first one counts: who sends it again and again does not put the end off.
 void note_end_signal(int signal) {
     constexpr unsigned seconds_to_end = 3;
-    alarm(seconds_to_end);
+    static volatile std::sig_atomic_t noted = 0;
+    if (noted == 0)
+        alarm(seconds_to_end);
+    noted = 1;
     librarys_handler.sa_handler(signal);
 }
 
@@ -149,13 +153,13 @@ int main(int argc, char **argv) {
     frr_preinit(&horad_description, argc, argv);
     read_options(argc, argv);
     master = frr_init();
-    limit_time_to_end();
     if (horad_description.dryrun) {
         ntp_cli_init();
         const bool is_good =
             check_configuration(horad_description.config_file, config_default, check_for::report);
         return is_good ? 0 : 1;
     }
+    limit_time_to_end();
     ntp_init();
     ntp_database_init(&g_horad_db);
     // From here on as root, before the configuration is read.  Started as

@@ -277,6 +277,7 @@ FAULTS = [
         ("std::setvbuf(stdout, nullptr, _IOLBF, 0);", "",
          SYSTEM + "process.py::test_output_in_a_file_is_there_line_by_line"),
         ("alarm(seconds_to_end);", "alarm(0);", SYSTEM + "signals.py::test_end_with_output_that_nobody_takes"),
+        ("    noted = 1;\n", "", SYSTEM + "signals.py::test_end_during_a_command_that_waits_for_a_lookup"),
         ("{SIGINT, SIGTERM}", "{SIGINT}", SYSTEM + "signals.py::test_end_during_a_command_that_waits_for_a_lookup"),
         ("    fill_in_standard_streams();\n", "", SYSTEM + "process.py::test_started_without_standard_streams"),
         ("{SIGUSR1, sigusr1, 0},", "", SYSTEM + "signals.py::test_rotation"),

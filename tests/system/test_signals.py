@@ -121,7 +121,14 @@ def test_end_during_a_command_that_waits_for_a_lookup(bench: Bench, number: Sign
     daemon.shim.wait_events("lookup")
     bench.vty(daemon, "enable").send(b"configure terminal\nntp\nshow ntp\n")
     time.sleep(0.2)  # it waits
-    assert daemon.stop(number) == 0
+
+    def is_told_again() -> bool:
+        time.sleep(0.2)
+        daemon.send_signal(number)
+        return not daemon.running
+
+    wait_for("the end", is_told_again)
+    assert daemon.wait() == 0
     assert messages(log(bench)).count(TERMINATING) == 0
 
 
