@@ -152,19 +152,19 @@ struct piece {
 };
 
 bool check_lines(std::FILE *file, const char *path) {
-    static piece read;
+    static piece part;
     told_so_far told{"0.0.0.0", false};
     bool good = true;
     int node = config_start_node();
-    for (unsigned number = 1; read.read(file); number += read.ends_line) {
+    for (unsigned number = 1; part.read(file); number += part.ends_line) {
         config_line line;
-        config_line_match(read.text, &node, &line);
+        config_line_match(part.text, &node, &line);
         const char *fault = fault_of(line, told);
-        if (fault == nullptr && read.has_zero)
+        if (fault == nullptr && part.has_zero)
             fault = "what follows a zero byte is not read";
         if (fault != nullptr) {
             std::array<char, 256> why;
-            tell(path, ":%u: %s: %s", number, in_one_line(fault, why), printable(read.text));
+            tell(path, ":%u: %s: %s", number, in_one_line(fault, why), printable(part.text));
             good = false;
         }
         config_line_free(&line);
