@@ -4,13 +4,15 @@ from __future__ import annotations
 
 import contextlib
 import os
+import signal
 import socket
 import threading
+import time
 from typing import Iterator
 
 import pytest
 
-from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon
+from lab import BASE_CONFIG, CONFIG, TIME_FACTOR, Daemon, wait_for
 from lab.bench import PRIMARY, SECONDARY, Bench, configured
 from lab.database import DATABASE
 
@@ -152,6 +154,25 @@ def test_a_pipe_is_checked_when_nothing_starts(bench: Bench) -> None:
     with pipe_with(bench, "bogus\n") as pipe:
         daemon = check(bench, None, "-f", pipe)
     assert (daemon.status, told(daemon)) == (1, [f"horad: {pipe}:1: unknown command: bogus".encode()])
+
+
+def test_a_check_that_is_to_end_does_not_say_that_all_is_well(bench: Bench) -> None:
+    """The time in which a daemon has to end after a signal is not the check's."""
+    pipe = bench.world.path("/tmp/pipe")
+    os.mkfifo(pipe)
+    daemon = bench.daemon(None, arguments=["-C", "-f", "/tmp/pipe"], ready=False)
+
+    def opened() -> int | None:
+        with contextlib.suppress(OSError):  # until somebody reads
+            return os.open(pipe, os.O_WRONLY | os.O_NONBLOCK)
+        return None
+
+    with open(wait_for("the check", opened), "w") as writer:
+        daemon.send_signal(signal.SIGTERM)
+        time.sleep(3.5)
+        writer.write("bogus\n")
+    assert daemon.wait() == 1
+    assert told(daemon) == [b"horad: /tmp/pipe:1: unknown command: bogus"]
 
 
 def test_a_good_configuration_says_nothing(bench: Bench) -> None:
