@@ -25,8 +25,8 @@ struct config_db_change {
 };
 
 /*
- * Appends one change, with the present time, to the log, whose rows UPDATE and
- * DELETE leave alone.
+ * Appends one change, with the present time, to the log, in which SQL's UPDATE
+ * and DELETE are refused.
  *
  * Returns 0 once the row is in the file, else -1 with one line on standard error.  It
  * does not wait for the disk: the row gets there with the next step of the clock that is

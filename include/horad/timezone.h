@@ -49,8 +49,8 @@ int32_t show_system_timezone(struct vty *vty) HORAD_NOEXCEPT;
  * Exports a TZ text to the system: to /etc/TZ (overwritten from its start, never
  * shortened), to this process's TZ and zone, and to the login profile
  * /etc/profile, by way of a shell: in place of each line with "export TZ=", or as
- * its last line when it does not have the word TZ.  Files that are not there are
- * made with what libfrr's mask for new files leaves of 0777 and 0666.
+ * its last line when it does not have the word TZ.  A new /etc/TZ gets the mode
+ * that libfrr's mask for new files leaves of 0777.
  *
  * text  a POSIX TZ string of at most 59 characters, of those that the device's
  *       input check accepts (the stand-in's: letters, digits, "+-:,._")
