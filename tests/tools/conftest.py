@@ -8,6 +8,7 @@ builds release and tsan.
 """
 from __future__ import annotations
 
+import contextlib
 import os
 import re
 import shutil
@@ -26,18 +27,53 @@ CONTROL = re.compile(r"[\x00-\x09\x0b-\x1f\x7f]")
 
 
 class Clone:
-    """A copy of the project's files, with nothing built in it."""
+    """A copy of the project's files, with nothing built in it, in `place`, which goes away with it."""
 
-    def __init__(self, folder: Path, programs: Path) -> None:
-        self.folder = folder
-        self.programs = programs
+    def __init__(self, place: Path) -> None:
+        self.place = place
+        self.folder = folder = place / "clone"
+        self.programs = programs = place / "programs"
+        temporary = place / "tmp"
         programs.mkdir(parents=True)
+        temporary.mkdir()
         self.environment = {name: value for name, value in os.environ.items() if not name.startswith("HORAD_")}
         self.environment["PATH"] = f"{programs}:/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"
+        # pytest, too, tidies up there, and would spend minutes on what others left.
+        self.environment["TMPDIR"] = str(temporary)
         listed = subprocess.run([PROJECT / "tools" / "files"], check=True, capture_output=True, text=True).stdout
         for name in listed.splitlines():
             (folder / name).parent.mkdir(parents=True, exist_ok=True)
             shutil.copy(PROJECT / name, folder / name)
+
+    def __enter__(self) -> Clone:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        """Nothing that the scripts started outlives them.  If something does, it is shown and ended."""
+        end = time.monotonic() + 10
+        outlived = ""
+        while left := self._at_work():
+            if time.monotonic() > end:
+                outlived = outlived or subprocess.run(
+                    ["ps", "-o", "pid,ppid,stat,wchan:20,etime,args", "--pid", ",".join(map(str, left))],
+                    capture_output=True, text=True).stdout
+                for pid in left:
+                    with contextlib.suppress(ProcessLookupError):
+                        os.kill(pid, signal.SIGKILL)
+            time.sleep(0.01)
+        # A hundred of them would be a gigabyte.
+        shutil.rmtree(self.place)
+        assert not outlived, f"still at work:\n{outlived}"
+
+    def _at_work(self) -> list[int]:
+        """The processes that scripts have started and these in turn: all have the clone's environment."""
+        mark = f"TMPDIR={self.environment['TMPDIR']}\0".encode()
+        found = []
+        for process in Path("/proc").glob("[0-9]*"):
+            with contextlib.suppress(OSError):
+                if mark in (process / "environ").read_bytes():
+                    found.append(int(process.name))
+        return found
 
     @property
     def deps(self) -> Path:
@@ -58,7 +94,11 @@ class Clone:
 
     def run(self, *command: str, before: tuple[str, ...] = (), **more: object) -> subprocess.CompletedProcess[str]:
         process = self.start(*command, before=before, **more)
-        output, errors = process.communicate(timeout=120)
+        try:
+            output, errors = process.communicate(timeout=120)
+        except subprocess.TimeoutExpired as late:
+            said = b"".join(filter(None, (late.output, late.stderr))).decode(errors="replace")
+            raise AssertionError(f"{command} has not ended, and said:\n{said}") from None
         # A log is no terminal.
         assert not CONTROL.search(output or "") and not CONTROL.search(errors or "")
         assert "Traceback" not in (errors or "")
@@ -81,16 +121,18 @@ def interrupt(process: subprocess.Popen[str], when: Path) -> tuple[str, str]:
 
 
 @pytest.fixture
-def clone(tmp_path: Path) -> Clone:
-    return Clone(tmp_path / "clone", tmp_path / "programs")
+def clone(tmp_path: Path) -> Iterator[Clone]:
+    with Clone(tmp_path) as made:
+        yield made
 
 
 @pytest.fixture
 def public_clone() -> Iterator[Clone]:
     """One that every user may read: pytest's folders are the user's own."""
-    with tempfile.TemporaryDirectory() as folder:
-        Path(folder).chmod(0o755)
-        yield Clone(Path(folder, "clone"), Path(folder, "programs"))
+    place = Path(tempfile.mkdtemp())
+    place.chmod(0o755)
+    with Clone(place) as made:
+        yield made
 
 
 @pytest.fixture(scope="session")

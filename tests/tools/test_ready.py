@@ -30,7 +30,7 @@ def with_libfrr(clone: Clone, architecture: str) -> list[str]:
         (clone.deps / "arm64" / "root").symlink_to(DEPS / "arm64" / "root")
     # A source package as it is unpacked.
     clone.program("apt-get", f"""
-        case $* in *source*)
+        case $* in *' source frr')
             mkdir -p frr-0/debian && touch frr-0/debian/copyright
             printf '#!/bin/sh\\n%s\\n' '{CONFIGURE.format(made=made)}' >frr-0/configure && chmod +x frr-0/configure ;;
         esac""")
