@@ -7,10 +7,12 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <iterator>
+#include <string_view>
 #include <type_traits>
 
 #include <fcntl.h>
 #include <malloc.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -75,7 +77,18 @@ frr_daemon_info horad_description = {
     .privs = &horad_privs,
 };
 
-void end_now(int /*signal*/) { _exit(0); }
+/// Tells the reason on standard error if that takes it at once: a signal's handler cannot
+/// write a log.
+void end_now(int /*signal*/) {
+    constexpr std::string_view reason = "horad: ended 3 seconds after the signal "
+                                        "without waiting for a command or for standard output\n";
+    pollfd standard_error = {.fd = STDERR_FILENO, .events = POLLOUT, .revents = 0};
+    poll(&standard_error, 1, 0);
+    [[maybe_unused]] ssize_t ignored;
+    if ((standard_error.revents & POLLOUT) != 0)
+        ignored = write(STDERR_FILENO, reason.data(), reason.size());
+    _exit(0);
+}
 
 struct sigaction librarys_handler;
 

@@ -21,6 +21,8 @@ from lab.servers.packet import timestamp
 LOG = "/tmp/horad.log"
 LOGGING = f"log file {LOG} debugging\n"
 TERMINATING = b"Terminating on signal\n"
+GAVE_UP = (b"horad: ended 3 seconds after the signal "
+           b"without waiting for a command or for standard output\n")
 ENDS = pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 
 
@@ -129,6 +131,7 @@ def test_end_during_a_command_that_waits_for_a_lookup(bench: Bench, number: Sign
 
     wait_for("the end", is_told_again)
     assert daemon.wait() == 0
+    assert daemon.stderr().endswith(GAVE_UP)
     assert messages(log(bench)).count(TERMINATING) == 0
 
 
@@ -155,7 +158,8 @@ def test_end_with_output_that_nobody_takes(
         bench.build.command(),
         environment={**SANITIZER_OPTIONS, **shim.environment, **bench.build.preload(bench.build.shim)},
         stdout=writer,
-        stderr=subprocess.DEVNULL,
+        # Where the reason would go, and where a command that fails tells its own.
+        stderr=writer if answer else subprocess.DEVNULL,
     )
     try:
         server.wait_requests(1)
