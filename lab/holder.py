@@ -73,7 +73,7 @@ def make_folders(visible: list[str]) -> None:
             shutil.copytree(source, copy)
         elif source.exists():
             shutil.copyfile(source, copy)
-    os.symlink("/run", "/var/run")
+    os.symlink("../run", "/var/run")  # relative: it stays in the lab from outside, too
     for path, fd in opened.items():
         if path.startswith(tuple(f"{folder}/" for folder in PRIVATE_FOLDERS)):
             os.makedirs(path, exist_ok=True)
