@@ -30,7 +30,8 @@ struct config_db_change {
  *
  * Returns 0 once the row is in the file, else -1 with one line on standard error.  It
  * does not wait for the disk: the row gets there with the next step of the clock that is
- * stored, or when the kernel writes the file back.
+ * stored, or when the kernel writes the file back.  Where no step is stored, one row in
+ * some sixty waits, for all of them.
  */
 int config_db_log_change(struct config_db *db, const struct config_db_change *change);
 

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <sys/stat.h>
 
 namespace {
@@ -75,27 +76,39 @@ bool execute(sqlite3 *db, const char *sql) noexcept {
     return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-/// Returns the version of the tables in the file, 0 for a new one, -1 on failure.
-int read_version(sqlite3 *db) noexcept {
+/// Returns the version of the tables in the file, 0 for a new one, none on failure.
+std::optional<int> read_version(sqlite3 *db) noexcept {
     sqlite3_stmt *prepared = nullptr;
     sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &prepared, nullptr);
     const statement query(prepared);
     if (query == nullptr || sqlite3_step(query.get()) != SQLITE_ROW)
-        return -1;
+        return std::nullopt;
     return sqlite3_column_int(query.get(), 0);
 }
 
 /// Makes a file of tables of this version ready for a row.
 bool prepare(sqlite3 *db, int version) noexcept {
-    if (version < 0)
-        return false;
     // Write-ahead logging keeps readers and the writer out of each other's way.
-    // Switching to it does not wait for others at work on a new file.  It is for good,
-    // so whoever comes next makes up for a switch that failed.
+    // Switching to it does not wait for others at work on the file.  It is for good, so
+    // whoever comes next makes up for a switch that failed.
+    sqlite3_busy_timeout(db, 0);
     execute(db, "PRAGMA journal_mode = WAL");
+    sqlite3_busy_timeout(db, busy_timeout_ms);
     // A row reported as stored is to have reached the disk, unless it is to wait for the next.
     return execute(db, "PRAGMA synchronous = FULL") &&
            (version == schema_version || execute(db, schema));
+}
+
+/// Where no row comes that waits for the disk, one in some sixty does: the log, which each row
+/// reads from its beginning, would grow as long as they come.  Closed, the last connection
+/// removes it; what is copied here is for a file that another program has open all the time.
+int clear_long_log(void * /*context*/, sqlite3 *db, const char *name, int pages) noexcept {
+    constexpr int many = 64; // 256 KiB
+    if (pages >= many && execute(db, "PRAGMA synchronous = FULL")) {
+        sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+        sqlite3_wal_checkpoint_v2(db, name, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+    }
+    return SQLITE_OK;
 }
 
 } // namespace
@@ -122,6 +135,8 @@ int report_failure(const char *path, sqlite3 *db) noexcept {
 }
 
 bool wait_for_no_disk(sqlite3 *db) noexcept {
+    // In place of SQLite's own, which would copy the log without waiting for the disk, too.
+    sqlite3_wal_hook(db, clear_long_log, nullptr);
     // Closed, the last connection would write the log into the tables, and wait for that.
     return sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr) == SQLITE_OK &&
            execute(db, "PRAGMA synchronous = OFF");
@@ -151,12 +166,13 @@ connection open_store(const char *path) noexcept {
     }
 
     sqlite3_busy_timeout(db.get(), busy_timeout_ms);
-    const int version = read_version(db.get());
-    if (version > schema_version) {
-        report_failure(path, "its tables are of a later version");
+    const std::optional<int> version = read_version(db.get());
+    if (version && (*version < 0 || *version > schema_version)) {
+        report_failure(path, *version < 0 ? "its tables are of an unknown version"
+                                          : "its tables are of a later version");
         return nullptr;
     }
-    if (!prepare(db.get(), version)) {
+    if (!version || !prepare(db.get(), *version)) {
         report_failure(path, db.get());
         return nullptr;
     }

@@ -41,6 +41,7 @@ enum class reaches_disk { at_once, with_next_row };
 
 /// Leaves it to the next row, or to the kernel, to wait for the disk.  Until then the rows
 /// are in the write-ahead log only: cut off by a power failure, it ends with a whole row.
+/// A row waits all the same when the log has become long.
 [[nodiscard]] bool wait_for_no_disk(sqlite3 *db) noexcept;
 
 [[nodiscard]] inline bool bind_value(sqlite3_stmt *row, int place, std::int64_t value) noexcept {

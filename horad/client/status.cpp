@@ -137,7 +137,7 @@ namespace client_status {
 void note_no_thread(int error) noexcept {
     std::array<char, 64> buffer;
     fail(HORAD_FAILURE_START, "pthread_create: %s", reason_of(error, buffer));
-    published.write(noted);
+    publish_noted();
 }
 
 void note_dead(const char *call, int error) noexcept {

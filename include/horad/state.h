@@ -113,8 +113,9 @@ int horad_client_status(struct horad_client_status *status) HORAD_NOEXCEPT;
 #pragma GCC diagnostic pop
 
 /*
- * A function that is told of the client's events, on its thread, once they can be read.  It
- * returns at once, and neither blocks nor throws; it may wake somebody else.
+ * A function that is told of the client's events once they can be read, but for the beginning
+ * of a look-up.  It runs on the client thread, or on the event loop's when that thread could
+ * not be created.  It returns at once, and neither blocks nor throws; it may wake somebody else.
  */
 typedef void (*horad_client_watcher)(void);
 

@@ -57,11 +57,11 @@ static struct journal journal;
 static struct event_loop *loop;
 static struct event *news, *minute_over;
 
-/* The client thread writes to it when something happened that was not looked at yet. */
+/* Is written to when something happened that was not looked at yet. */
 static int wake_up = -1;
 static atomic_bool is_woken;
 
-/* On the client thread. */
+/* On the client thread mostly. */
 static void wake(void) {
     const uint64_t one = 1;
 

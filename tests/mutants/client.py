@@ -173,6 +173,7 @@ FAULTS = [
     ),
     *faults_in(
         "horad/client/status.cpp", "horad_test Status*.*",
+        ("reason_of(error, buffer));\n    publish_noted();", "reason_of(error, buffer));\n    published.write(noted);"),
         ("{.server = static_cast<std::int32_t>(ntp_server::primary)}", "{}"),
         ("while (version_.load(std::memory_order_relaxed) != seen)", "while (false)",
          "horad_test Status.AReaderThatWasStoppedMeanwhileReadsAgain"),

@@ -304,6 +304,17 @@ def test_log_of_a_dead_client(bench: Bench) -> None:
     )
 
 
+def test_log_of_a_client_that_could_not_be_started(bench: Bench) -> None:
+    """At once, and not again with the next try, which succeeds."""
+    bench.server(PRIMARY, answer=truthful(timestamp(THEN)))
+    log = Log(bench)
+    operator = Operator(bench, logging(configured(PRIMARY)), clock_frozen=START, **failing("pthread_create", "EAGAIN", times=1))
+    log.wait("NTP was not switched on")
+    operator.session.command("ntp enable")
+    log.wait("stepped")
+    assert log.lines()[:-1] == ["warnings: NTP was not switched on: pthread_create: Resource temporarily unavailable"]
+
+
 def test_log_of_a_flood(bench: Bench, world: World) -> None:
     """One line, however many strangers there are."""
     server = bench.server(PRIMARY)

@@ -337,10 +337,14 @@ TEST_F(Status, AWatcherIsCalledWhenThereIsSomethingNew) {
     EXPECT_EQ(calls, 0);
     client_status::publish(schedule);
     EXPECT_EQ(calls, 1);
+    client_status::note_no_thread(EAGAIN);
+    EXPECT_EQ(calls, 2);
+    client_status::note_look_up(ntp_server::primary, "ntp1.lab");
+    EXPECT_EQ(calls, 2);
     horad_client_watch(nullptr);
     client_status::note_foreign_address();
     client_status::publish(schedule);
-    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(calls, 2);
 }
 
 TEST_F(Status, ReadersNeverSeeHalfOfTwoEvents) {

@@ -3,9 +3,19 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "cli_helper/cli_helper.h"
 #include "database_fixture.h"
+
+static int disk_waits = 0;
+
+// In place of the C library's, for SQLite.
+extern "C" int fdatasync(int fd) {
+    ++disk_waits;
+    return static_cast<int>(syscall(SYS_fdatasync, fd));
+}
 
 namespace {
 
@@ -60,6 +70,41 @@ TEST_F(ChangeLog, TheNextStepTakesAChangeToTheDisk) {
     EXPECT_FALSE(std::filesystem::exists(log));
     EXPECT_EQ(peer(file).run("SELECT text FROM change_log"),
               (std::vector<row>{{"change by ntp."}}));
+}
+
+// A clock whose steps are refused logs a change every five minutes, and stores no step.
+TEST_F(ChangeLog, ChangesWithoutStepsReachTheDiskNowAndThen) {
+    auto log = file;
+    log += "-wal";
+    ASSERT_EQ(database_init(&db), 0);
+    constexpr int changes = 200;
+    int times_cleared = 0;
+    for (int i = 0; i < changes; ++i) {
+        disk_waits = 0;
+        ASSERT_EQ(cli_log(&db, &record, "change by ntp."), 0);
+        if (!std::filesystem::exists(log)) {
+            ++times_cleared;
+            EXPECT_GE(disk_waits, 2); // for the log, and for what it is copied to
+        } else {
+            EXPECT_EQ(disk_waits, 0);
+            ASSERT_LE(std::filesystem::file_size(log), 300'000);
+        }
+    }
+    EXPECT_GE(times_cleared, 2);
+    EXPECT_LE(times_cleared, 10);
+    EXPECT_EQ(peer(file).run("SELECT count(*) FROM change_log"), (std::vector<row>{{"200"}}));
+}
+
+TEST_F(ChangeLog, ChangesReachTheDiskWhileAnotherProgramHasTheFileOpen) {
+    auto log = file;
+    log += "-wal";
+    ASSERT_EQ(database_init(&db), 0);
+    const peer other(file);
+    EXPECT_EQ(other.run("SELECT count(*) FROM change_log"), (std::vector<row>{{"0"}}));
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(cli_log(&db, &record, "change by ntp."), 0);
+    EXPECT_LE(std::filesystem::file_size(log), 300'000);
+    EXPECT_EQ(other.run("SELECT count(*) FROM change_log"), (std::vector<row>{{"200"}}));
 }
 
 TEST_F(ChangeLog, FailuresAreToldLikeTheDatabasesOwn) {

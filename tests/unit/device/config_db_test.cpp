@@ -164,6 +164,25 @@ TEST_F(ConfigDb, TablesOfALaterVersionAreLeftAlone) {
     expect_failure([this] { return database_init(&db); }, file, "later version");
     expect_failure([this] { return store(1); }, file, "later version");
     EXPECT_EQ(count_steps(), "0");
+    peer(file).run("PRAGMA user_version = -5");
+    expect_failure([this] { return database_init(&db); }, file, "unknown version");
+}
+
+// As a copy by VACUUM INTO is, put in place.
+TEST_F(ConfigDb, AReaderOfAFileInAnotherModeIsNotWaitedForTwice) {
+    ASSERT_EQ(database_init(&db), 0);
+    {
+        const peer reader(file);
+        EXPECT_EQ(reader.run("PRAGMA journal_mode = DELETE"), (std::vector<row>{{"delete"}}));
+        reader.run("BEGIN");
+        EXPECT_EQ(reader.run("SELECT count(*) FROM clock_step"), (std::vector<row>{{"0"}}));
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(database_init(&db), 0);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+        expect_failure([this] { return store(1); }, file, "locked");
+    }
+    EXPECT_EQ(store(2), 0);
+    EXPECT_EQ(peer(file).run("PRAGMA journal_mode"), (std::vector<row>{{"wal"}}));
 }
 
 TEST_F(ConfigDb, ALockIsWaitedForAboutASecond) {
