@@ -21,9 +21,9 @@ using dump_line = std::array<char, 256>;
 /// neither of those before does.
 ///
 /// lines  the first lines of the dump
-/// year   looked for as a text, anywhere in a line.  2036 is in the number of
-///        the lowest instant: no dump ever shows a change in that year, nor in one
-///        of more than four digits.
+/// year   looked for as a text, anywhere in a line.  2036, and some years after
+///        2200, are in the number of one of the lowest instants: no dump ever shows a
+///        change in such a year, nor in one of more than four digits.
 [[nodiscard]] bool shows_changes(std::span<const dump_line> lines, int year) noexcept;
 
 /// What a line of a dump says: an instant in UTC and in local time.  Both are
@@ -52,6 +52,6 @@ enum class hemisphere { northern, southern };
 /// clocks back.
 [[nodiscard]] hemisphere hemisphere_of(const year_changes &changes) noexcept;
 
-/// Whether daylight-saving time is in force.  The bounds themselves are standard
+/// Whether daylight-saving time is taken to be in force.  The bounds themselves are standard
 /// time in both hemispheres.
 [[nodiscard]] bool is_daylight_saving(const year_changes &changes, std::int64_t now) noexcept;

@@ -30,13 +30,13 @@ extern "C" {
  * frequency  the clock's frequency when the sample was taken, in parts per
  *            million x 65536, as adjtimex() has it
  *
- * Returns the frequency to use from now on, within 250 parts per million
- * (+-16384000): `frequency` itself while there are fewer than 16 samples, and
- * when no frequency explains all of the last 16.
+ * Returns the frequency to use from now on: `frequency` itself, whatever it is,
+ * while there are fewer than 16 samples, and when no frequency explains all of the
+ * last 16; otherwise one within 250 parts per million (+-16384000).
  *
- * Prints a line "# box ..." with the result, or "# inconsistent", on standard
- * output for every sample from the 16th on; with the daemon's variable `debug` set,
- * which no command does, also how it came about.
+ * Prints a line "# box ..." with the result before it is limited, or
+ * "# inconsistent", on standard output for every sample from the 16th on; with the
+ * daemon's variable `debug` set, which no command does, also how it came about.
  *
  * For a loop that converges an offset is the server's time less the clock's, as
  * in the statistics line, the error bar half the round trip, and `frequency` the

@@ -45,7 +45,8 @@ enum horad_client_state {
     HORAD_CLIENT_LOOKING_UP, /* a server's name is being looked up */
     HORAD_CLIENT_WAITING,    /* for the answer to a request */
     HORAD_CLIENT_RETRYING,   /* to send the next request: none is out */
-    HORAD_CLIENT_RESTING,    /* for a week to pass after a good answer */
+    HORAD_CLIENT_RESTING,    /* for a week to pass after a good answer, or for five minutes
+                              * after a datagram of a wrong length that came meanwhile */
     HORAD_CLIENT_DEAD,       /* it could not have its socket: nothing but a new start helps */
 };
 
@@ -74,7 +75,8 @@ struct horad_client_status {
     int32_t failure;  /* enum horad_client_failure */
     char server_name[128];
     char reason[96];        /* why it is dead: the call and its error; else empty */
-    char failure_text[256]; /* the last failure in words, naming its server; empty: none */
+    char failure_text[256]; /* the last failure in words, naming the server where it is one's, the
+                             * sender of a wrong length; empty: none */
     int64_t failure_time;   /* of the last failure */
     int64_t last_request;   /* when one was last sent; meaningful when `requests` is not 0 */
     int64_t next_request;   /* when the next one is due if nothing happens before, in microseconds

@@ -50,10 +50,24 @@ extern "C" {
  * UTC, all others in the process's zone: that of TZ, or of /etc/localtime when TZ
  * is not set.  `text` has room for 26 bytes.
  *
- * For times in use they differ from the C library's in three ways: localtime_r()
- * loads the zone only when none was loaded yet (or TZ has 256 characters or more), an
- * unusable TZ is UTC named "GMT", and mktime() finds no time for one that a clock
- * change skipped unless tm_isdst is 0 or 1.
+ * For times in use they differ from the C library's in this:
+ *
+ * - localtime_r() loads the zone only when none was loaded yet (or TZ has 256
+ *   characters or more).
+ *
+ * - An unusable or empty TZ is UTC named "GMT".
+ *
+ * - mktime() finds no time for one that a clock change skipped unless tm_isdst is 0
+ *   or 1.
+ *
+ * - mktime() with a tm_isdst other than the one in force moves the time by the
+ *   difference between the zone's latest daylight-saving and standard time, not those
+ *   of that year; it finds none where the zone never changed to the kind asked for
+ *   (tm_isdst 1 in UTC).
+ *
+ * - tzname has the latest name of each kind of time that the zone ever had, and three
+ *   blanks for one that it never had; daylight is 1 if it ever changed to
+ *   daylight-saving time.
  *
  * Return null, and mktime() -1, when there is no such time.
  */
@@ -104,11 +118,12 @@ struct tm *localtime_rz(const_timezone_t zone, const time_t *time,
  *       asks for daylight-saving time, 0 for standard time, below 0 for either:
  *       it chooses between two times that read alike, and moves one that a clock
  *       change skipped.  tm_gmtoff, when it lies within a day, is preferred
- *       among times that read alike.  On success all fields are set as
- *       localtime_rz() sets them.
+ *       among times that read alike with the same tm_isdst.  On success all
+ *       fields are set as localtime_rz() sets them.
  *
- * Returns the time; -1 when there is none (or `tm` is null: errno EINVAL).
- * -1 is also the last second of 1969: tm_wday is set only on success.
+ * Returns the time; -1 when there is none, also when tm_isdst asks for a kind of
+ * time that the zone never had (or `tm` is null: errno EINVAL).  -1 is also the last
+ * second of 1969: tm_wday is set only on success.
  */
 time_t mktime_z(const_timezone_t zone, struct tm *tm) HORAD_NOEXCEPT;
 
@@ -137,11 +152,12 @@ char *icatalloc(char *old, const char *text) HORAD_NOEXCEPT;
 char *icpyalloc(const char *text) HORAD_NOEXCEPT;
 
 /*
- * Whether a string matches a scanf() format completely, from its first to its
- * last character.  Nothing is assigned.
+ * Whether nothing is left of a string when all of a scanf() format has matched.
+ * Nothing is assigned.  It does not tell that the string matches: one that stops
+ * matching earlier, or never begins to, passes as well.
  *
- * Returns `format` when it does, an empty text when something is left over or
- * an argument is null.
+ * Returns `format`; an empty text when all of it has matched and something is left
+ * over, or an argument is null.
  */
 const char *scheck(const char *string, const char *format) HORAD_NOEXCEPT;
 
