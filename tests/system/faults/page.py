@@ -20,7 +20,8 @@ Unless an outcome says that the daemon ends, it stays up and its command line an
 "Each time" is with every attempt of the daemon (a request every two minutes, for
 example); "without a pause" is as fast as the processor goes, until the fault is
 gone. "Afterwards" and "again" tell what happens once the fault is gone. NTP on or
-off is what `show ntp` says meanwhile.
+off is what `show ntp` says meanwhile. "Prints nothing" is said of the daemon: what a shell
+prints that it runs is not on this page.
 """
 
 
