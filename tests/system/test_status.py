@@ -308,8 +308,13 @@ def test_log_of_a_client_that_could_not_be_started(bench: Bench) -> None:
     """At once, and not again with the next try, which succeeds."""
     bench.server(PRIMARY, answer=truthful(timestamp(THEN)))
     log = Log(bench)
-    operator = Operator(bench, logging(configured(PRIMARY)), clock_frozen=START, **failing("pthread_create", "EAGAIN", times=1))
+    operator = Operator(bench, logging(configured(PRIMARY, enabled=False)), clock_frozen=START)
+    shim = operator.daemon.shim
+    assert shim is not None
+    shim.fail("pthread_create", "EAGAIN")
+    operator.session.command("ntp enable")
     log.wait("NTP was not switched on")
+    shim.set(pthread_create_errno=0)
     operator.session.command("ntp enable")
     log.wait("stepped")
     assert log.lines()[:-1] == ["warnings: NTP was not switched on: pthread_create: Resource temporarily unavailable"]
