@@ -13,5 +13,5 @@ void print(const std::string &text);
 /// One line on standard error.
 void complain(const std::string &message) noexcept;
 
-/// Throws failure.
+/// A file that cannot be written as a whole stays as it was.  Throws failure.
 void write_file(const std::string &name, const std::string &text);

@@ -4,7 +4,12 @@ from __future__ import annotations
 
 import csv
 import io
+import os
+import shutil
+import sqlite3
+import stat
 import xml.etree.ElementTree as ElementTree
+from pathlib import Path
 
 import pytest
 
@@ -73,6 +78,59 @@ def test_a_picture(bench: Bench, ctl: Ctl) -> None:
     assert told.stderr == "horadctl: /none/steps.svg: No such file or directory: name another file\n"
     told = ctl("steps", "--svg", "/dev/full")
     assert told.stderr == "horadctl: /dev/full: No space left on device: name another file\n"
+
+
+def test_a_picture_that_does_not_fit(bench: Bench, ctl: Ctl, tmp_path: Path) -> None:
+    """The one that is there stays, and no part of the new one takes the rest of the disk."""
+    with sqlite3.connect(tmp_path / "many.db") as database:
+        database.execute("CREATE TABLE clock_step (seq INTEGER PRIMARY KEY, time INTEGER, diff INTEGER)")
+        database.executemany("INSERT INTO clock_step (time, diff) VALUES (?, ?)", ((START + week * WEEK, 12) for week in range(3000)))
+    database.close()
+    shutil.copyfile(tmp_path / "many.db", bench.world.path("/tmp/many.db"))
+    script = """mkdir /tmp/small && mount -t tmpfs -o size=64k small /tmp/small && cd /tmp/small
+        echo old >steps.svg && "$@"; status=$?; ls; cat steps.svg; exit $status"""
+    told = ctl("steps", "--database", "/tmp/many.db", "--svg", "steps.svg", before=["unshare", "--mount", "sh", "-c", script, "sh"])
+    assert told.stderr == "horadctl: steps.svg: No space left on device: name another file\n"
+    assert (told.status, told.stdout) == (1, "steps.svg\nold\n")
+
+
+def test_a_picture_in_the_place_of_another(bench: Bench, ctl: Ctl) -> None:
+    bench.daemon()
+    folder = bench.world.path("/tmp/pictures")
+    folder.mkdir()
+    (folder / "old.svg").write_text("old")
+    (folder / "old.svg").chmod(0o604)
+    os.chown(folder / "old.svg", 123, 45)
+    (folder / "two.svg").touch()
+    os.link(folder / "two.svg", folder / "names.svg")
+    (folder / "link.svg").symlink_to("aim.svg")
+    os.mkfifo(folder / "pipe.svg")
+    for name in ("new.svg", "old.svg", "two.svg", "link.svg"):
+        assert ctl("steps", "--svg", f"/tmp/pictures/{name}").status == 0
+        assert (folder / name).read_text().startswith("<svg ")
+    made = (folder / "new.svg").stat()
+    assert stat.S_IMODE(made.st_mode) == 0o644
+    kept = (folder / "old.svg").stat()
+    assert (stat.S_IMODE(kept.st_mode), kept.st_uid, kept.st_gid) == (0o604, 123, 45)
+    # Both names of one file, and what a link leads to, are written to.
+    assert (folder / "names.svg").read_text().startswith("<svg ")
+    assert (folder / "link.svg").is_symlink() and (folder / "aim.svg").is_file()
+    piped = ctl("steps", "--svg", "/tmp/pictures/pipe.svg", before=["sh", "-c", 'cat /tmp/pictures/pipe.svg & "$@" >&2; wait', "sh"])
+    assert piped.stdout.startswith("<svg ")
+    shown = ctl("steps", "--svg", "/dev/stdout", before=["sh", "-c", '"$@" | cat', "sh"])
+    assert shown.stdout.startswith("<svg ")
+    assert sorted(os.listdir(folder)) == ["aim.svg", "link.svg", "names.svg", "new.svg", "old.svg", "pipe.svg", "two.svg"]
+
+
+def test_a_picture_in_a_folder_that_cannot_be_written(bench: Bench, ctl: Ctl) -> None:
+    bench.daemon()
+    picture = bench.world.path("/tmp/steps.svg")
+    picture.write_text("old")
+    script = """mkdir /tmp/fixed && touch /tmp/fixed/steps.svg && mount --bind /tmp/fixed /tmp/fixed &&
+        mount --bind /tmp/steps.svg /tmp/fixed/steps.svg && mount -o remount,bind,ro /tmp/fixed && "$@" """
+    told = ctl("steps", "--svg", "/tmp/fixed/steps.svg", before=["unshare", "--mount", "sh", "-c", script, "sh"])
+    assert (told.status, told.stderr) == (0, "")
+    assert picture.read_text().startswith("<svg ")
 
 
 def test_no_steps(bench: Bench, ctl: Ctl) -> None:
