@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-or-later
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -55,6 +56,8 @@ char **complete_word(const char *text, int, int) {
 }
 
 void set_up_editing() {
+    // The editor drops letters that the locale does not know.  There is one thread only.
+    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe)
     static char name[] = "horadctl";
     rl_readline_name = name;
     rl_attempted_completion_function = complete_word;

@@ -110,8 +110,11 @@ sys.exit(os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]))
 """
 
 
-def type_at_terminal(ctl: Ctl, *keys: str, words: Sequence[str] = (), quiet: float = 1.5) -> tuple[int, list[str]]:
+def type_at_terminal(
+    ctl: Ctl, *keys: str, words: Sequence[str] = (), quiet: float = 1.5, environment: Mapping[str, str] | None = None
+) -> tuple[int, list[str]]:
     """The status, and what the terminal showed at first and after each of `keys`."""
-    told = ctl(*words, input="|".join(keys), before=["/usr/bin/python3", "-c", _TYPIST, str(quiet * TIME_FACTOR)])
+    typist = ["/usr/bin/python3", "-c", _TYPIST, str(quiet * TIME_FACTOR)]
+    told = ctl(*words, input="|".join(keys), before=typist, environment=environment)
     assert told.stderr == ""
     return told.status, told.stdout.replace("\r\n", "\n").split("\n--\n")

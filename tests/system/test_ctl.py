@@ -267,6 +267,16 @@ def test_prompt_drops_a_line_on_interrupt(bench: Bench, ctl: Ctl) -> None:
     assert status == 0
 
 
+def test_prompt_takes_letters_beyond_ascii(bench: Bench, ctl: Ctl) -> None:
+    """They are sent as they were typed."""
+    listening(bench)
+    with_letters = {"LANG": "C.UTF-8", "LC_ALL": ""}
+    status, shown = type_at_terminal(ctl, "hostname grün-ß\n", "no hostname\n", "\x1b[A\x1b[A\n", "exit\n", environment=with_letters)
+    assert status == 0
+    assert ctl("do", "show", "running-config").stdout.count("\nhostname grün-ß\n") == 1
+    assert "hostname grün-ß" in plain(shown[1]) and " grün-ß\nhorad# " in plain(shown[3])
+
+
 def test_prompt_without_a_daemon(ctl: Ctl) -> None:
     status, shown = type_at_terminal(ctl, "exit\n")
     assert status == 2
