@@ -67,10 +67,27 @@ def test_with_a_priority_for_the_journal(file: Path) -> None:
 
 
 @pytest.mark.parametrize("options", ["-A 127.0.0.1 -f {} -P 2705", "-f{}", "--config_file {}", "--config_file={}",
-                                     "-f /nowhere/horad.conf -f {}", "--log syslog -d -f {} -f"])
+                                     "-f /nowhere/horad.conf -f {}", "--log syslog -d -f {} -f",
+                                     "--config={}", "--config {}", "--con={}", "--con {} -d", "-f /nowhere --config_fil {}",
+                                     "-df{}", "-df {}", "-A 127.0.0.1 -dtCf{}", "-dtCf {} -P 2705", "-d -t --daemon -f {} -dt", "-df /df -f{}"])
 def test_the_daemons_options_name_the_file(file: Path, options: str) -> None:
     restore(*options.format(file).split())
     assert content(file) == GOOD
+
+
+@pytest.mark.parametrize("options", ["-Pf{}", "-dAf{}", "-Mf {}", "--daemon={}", "--dryrun {}", "-f {} --config=/nowhere", "-f {} -df /nowhere"])
+def test_other_options_do_not(file: Path, options: str) -> None:
+    assert restore(*options.format(file).split()) == ""
+    assert content(file) == ""
+
+
+@pytest.mark.parametrize("options", ["-Cf{}", "-Cf {}", "-dtCf{}", "-C --config={}", "--con {} -C", "--config_fil={} -C"])
+def test_the_daemon_takes_these_options_so(bench: Bench, options: str) -> None:
+    """A check of the file that they name: it is not there."""
+    daemon = bench.world.spawn("daemon", [*bench.build.emulator, str(bench.build.folder / "bin" / "horad"),
+                                          *options.format("/nowhere/horad.conf").split()], stderr=subprocess.PIPE)
+    _, errors = daemon.communicate(timeout=60)
+    assert b"/nowhere/horad.conf" in errors
 
 
 def test_names_with_blanks_and_signs(tmp_path: Path) -> None:
