@@ -81,7 +81,7 @@ class Ctl:
 
 
 # Types keys at a terminal of the program's, each when the former ones are echoed and answered.
-_TYPIST = """
+TYPIST = """
 import os, pty, select, sys, time
 pid, terminal = pty.fork()
 if pid == 0:
@@ -114,7 +114,7 @@ def type_at_terminal(
     ctl: Ctl, *keys: str, words: Sequence[str] = (), quiet: float = 1.5, environment: Mapping[str, str] | None = None
 ) -> tuple[int, list[str]]:
     """The status, and what the terminal showed at first and after each of `keys`."""
-    typist = ["/usr/bin/python3", "-c", _TYPIST, str(quiet * TIME_FACTOR)]
+    typist = ["/usr/bin/python3", "-c", TYPIST, str(quiet * TIME_FACTOR)]
     told = ctl(*words, input="|".join(keys), before=typist, environment=environment)
     assert told.stderr == ""
     return told.status, told.stdout.replace("\r\n", "\n").split("\n--\n")

@@ -34,8 +34,16 @@ _horadctl() {
     local common="--help --socket --version" own="" options words="" i
 
     COMPREPLY=()
+    # bash has the sign between an option and its value as a word.
+    if [[ $current == "=" ]]; then
+        current=""
+    elif [[ $previous == "=" ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     case $previous in
     --socket | --database | --svg)
+        # A blank after a name, a slash after a folder's; not known outside of a completion.
+        compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -f -- "$current")
         return
         ;;
@@ -45,7 +53,10 @@ _horadctl() {
     # The words before this one, without options and their values.
     for ((i = 1; i < COMP_CWORD; ++i)); do
         case ${COMP_WORDS[i]} in
-        --socket | --database | --svg | --last | --since | --timeout | -c) ((++i)) ;;
+        --socket | --database | --svg | --last | --since | --timeout | -c)
+            [[ ${COMP_WORDS[i + 1]} != "=" ]] || ((++i))
+            ((++i))
+            ;;
         -*) ;;
         *) words+="${words:+ }${COMP_WORDS[i]}" ;;
         esac

@@ -7,13 +7,14 @@ import re
 import signal
 import subprocess
 import time
+from pathlib import Path
 from typing import Any
 
 import pytest
 
 from lab import PROJECT, Daemon, wait_for
 from lab.bench import PRIMARY, Bench
-from lab.ctl import SOCKET, Ctl, Told, socket_at, type_at_terminal, with_module
+from lab.ctl import SOCKET, TYPIST, Ctl, Told, socket_at, type_at_terminal, with_module
 
 NO_DAEMON = f"horadctl: {SOCKET}: no daemon there: is horad running (systemctl status horad), with another --socket?\n"
 UNKNOWN = "% [HORAD] Unknown command: bogus\n"
@@ -343,6 +344,48 @@ def test_bash_completes_options_and_own_words() -> None:
     assert completed("steps", "--last", "") == []
     assert completed("show", "--") == []
     assert str(PROJECT / "README.md") in completed("--database", str(PROJECT / "READ"))
+
+
+def test_bash_completes_after_an_option_with_a_sign() -> None:
+    """bash makes three words of --last=3."""
+    assert completed("--socket", "=", "/s", "st") == ["status", "steps"]
+    assert completed("steps", "--last", "=", "3", "--j") == ["--json"]
+    assert completed("steps", "--last", "=") == completed("steps", "--last", "=", "3") == []
+    readme = str(PROJECT / "README.md")
+    assert completed("--database", "=", readme[:-3]) == [readme]
+    assert "README.md" in completed("steps", "--svg", "=")
+
+
+def typed_in_bash(folder: Path, line: str) -> str:
+    """What an interactive bash runs when the tabulator is pressed after a line."""
+    script = f"""
+    cd {folder}
+    bind 'set enable-bracketed-paste off'
+    . {PROJECT}/packaging/horadctl.bash
+    horadctl() {{ printf 'ran'; printf ' <%s>' "$@"; echo; }}
+    """
+    (folder / "rc").write_text(script)
+    typist = ["/usr/bin/python3", "-c", TYPIST, "1", "/bin/bash", "--noprofile", "--rcfile", str(folder / "rc"), "-i"]
+    done = subprocess.run(typist, input=f"horadctl {line}\t|\n|exit\n", capture_output=True, text=True, check=True)
+    found = re.search(r"ran( <.*>)\r?\n", done.stdout)
+    assert found is not None, done.stdout
+    return found[1].strip()
+
+
+@pytest.mark.parametrize("line, run", [
+    ("steps --database su", "<steps> <--database> <sub/>"),
+    ("steps --database sub/o", "<steps> <--database> <sub/one.db>"),
+    ("steps --svg di", "<steps> <--svg> <dir one/>"),
+    ("--socket=su", "<--socket=sub/>"),
+    ("--socket=sub/o", "<--socket=sub/one.db>"),
+    ("--socket=sub/ stat", "<--socket=sub/> <status>"),
+])
+def test_bash_completes_names_of_files(tmp_path: Path, line: str, run: str) -> None:
+    """Folders can be gone on from, names with blanks stay one word."""
+    (tmp_path / "sub").mkdir()
+    (tmp_path / "sub" / "one.db").touch()
+    (tmp_path / "dir one").mkdir()
+    assert typed_in_bash(tmp_path, line) == run
 
 
 def test_bash_completes_what_the_daemon_knows(bench: Bench, ctl: Ctl) -> None:
