@@ -2,6 +2,7 @@
 #include "lines.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -35,6 +36,34 @@ bool read_line(std::string &line) {
     return true;
 }
 
+/// Runs line after line.  All of them: a configuration is not to be carried out in part
+/// because the answers cannot be printed.
+class lines_in_turn {
+  public:
+    explicit lines_in_turn(const std::string &socket) : socket_(socket) {
+        std::signal(SIGPIPE, SIG_IGN); // it would end us
+    }
+
+    /// Throws failure where the next line would fare no better.
+    void run(const std::string &line) {
+        try {
+            status_ = worse(status_, run_and_print(socket_, line));
+        } catch (const output_failure &trouble) {
+            if (!is_output_lost_ && !trouble.reader_is_gone)
+                complain(trouble.what());
+            is_output_lost_ = true;
+            status_ = worse(status_, trouble.status);
+        }
+    }
+
+    [[nodiscard]] exit_status status() const noexcept { return status_; }
+
+  private:
+    const std::string &socket_;
+    exit_status status_ = all_well;
+    bool is_output_lost_ = false;
+};
+
 } // namespace
 
 exit_status run_and_print(const std::string &socket, const std::string &line) {
@@ -53,17 +82,17 @@ exit_status run_and_print(const std::string &socket, const std::string &line) {
 }
 
 exit_status run_lines(const arguments &given) {
-    exit_status status = all_well;
+    lines_in_turn lines(given.socket);
     for (const std::string &line : given.lines)
-        status = worse(status, run_and_print(given.socket, line));
-    return status;
+        lines.run(line);
+    return lines.status();
 }
 
 exit_status run_input(const arguments &given) {
-    exit_status status = all_well;
+    lines_in_turn lines(given.socket);
     std::string line;
     while (read_line(line))
         if (line.find_first_not_of(" \t") != std::string::npos)
-            status = worse(status, run_and_print(given.socket, line));
-    return status;
+            lines.run(line);
+    return lines.status();
 }

@@ -6,7 +6,8 @@
 #include "failure.h"
 
 /// Runs one line and prints its answer.  Returns not_well when the daemon refused it, or
-/// cannot take it; throws failure where the next line would fare no better.
+/// cannot take it; throws output_failure when the answer to a line that was run cannot be
+/// printed, failure where the next line would fare no better.
 [[nodiscard]] exit_status run_and_print(const std::string &socket, const std::string &line);
 
 /// The worse of two.

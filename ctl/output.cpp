@@ -10,8 +10,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "failure.h"
-
 namespace {
 
 struct close_file {
@@ -60,11 +58,15 @@ void occupy_standard_descriptors() noexcept {
             open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
 }
 
+output_failure::output_failure(int error)
+    : failure(std::string("cannot write to standard output: ") + strerrordesc_np(error) +
+              ": is it closed, or its disk full?"),
+      reader_is_gone(error == EPIPE) {}
+
 void print(const std::string &text) {
     errno = 0;
     if (std::fwrite(text.data(), 1, text.size(), stdout) < text.size() || std::fflush(stdout) != 0)
-        throw failure(std::string("cannot write to standard output: ") + strerrordesc_np(errno) +
-                      ": is it closed, or its disk full?");
+        throw output_failure(errno);
 }
 
 void complain(const std::string &message) noexcept {

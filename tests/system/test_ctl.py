@@ -217,6 +217,23 @@ def test_a_reader_that_has_enough(bench: Bench, ctl: Ctl) -> None:
     assert (told.stdout, told.stderr) == ("  exit\n", "")
 
 
+@pytest.mark.parametrize("are_arguments", [True, False])
+def test_all_lines_are_run_without_their_output(bench: Bench, ctl: Ctl, are_arguments: bool) -> None:
+    """A configuration is not carried out in part for a full disk, or a reader that has enough."""
+    listening(bench)
+    lines = ["show ntp", f"ntp server {PRIMARY}", "ntp enable", "show ntp"]
+    words = [word for line in lines for word in ("-c", line)] if are_arguments else []
+    text = "" if are_arguments else "\n".join(lines)
+
+    full = "horadctl: cannot write to standard output: No space left on device: is it closed, or its disk full?\n"
+    assert ctl(*words, input=text, redirect=">/dev/full") == Told(1, "", full)
+    assert ctl("show", "ntp").stdout.startswith(f"NTP server is {PRIMARY}")
+    assert ctl("ntp", "disable").status == 0
+    nobody_reads = ["sh", "-c", '{ sleep 0.5; "$@"; echo "status $?" >&2; } | true', "sh"]
+    assert ctl(*words, input=text, before=nobody_reads) == Told(0, "", "status 1\n")
+    assert ctl("show", "ntp").stdout.startswith(f"NTP server is {PRIMARY}")
+
+
 def test_no_standard_input(bench: Bench, ctl: Ctl) -> None:
     listening(bench)
     for redirect, reason in (("<&-", "Bad file descriptor"), ("</tmp", "Is a directory")):
