@@ -4,12 +4,14 @@
 #include <charconv>
 #include <cmath>
 
+#include "status/utf8.h"
 #include "utc_time.h"
 
 std::string to_text(const json &object) {
-    return std::string(json_object_to_json_string_ext(
-               object.get(), JSON_C_TO_STRING_PRETTY | JSON_C_TO_STRING_NOSLASHESCAPE)) +
-           "\n";
+    std::string text = json_object_to_json_string_ext(
+        object.get(), JSON_C_TO_STRING_PRETTY | JSON_C_TO_STRING_NOSLASHESCAPE);
+    make_utf8(text.data());
+    return text + "\n";
 }
 
 json_object *json_time(std::optional<std::int64_t> time) {

@@ -11,7 +11,8 @@ struct put_json {
 };
 using json = std::unique_ptr<json_object, put_json>;
 
-/// As the daemon writes it, with the line's end.
+/// As the daemon writes it, with the line's end; bytes of its texts that are no UTF-8 are
+/// "?", as in the module's answer.
 [[nodiscard]] std::string to_text(const json &object);
 
 /// Null for null.

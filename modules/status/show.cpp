@@ -13,6 +13,8 @@
 
 #include <json-c/json.h>
 
+#include "status/utf8.h"
+
 namespace {
 
 using client_status = struct horad_client_status;
@@ -171,8 +173,16 @@ const char *json_state(const client_status &status) {
     }
 }
 
+/// A server's name, or what has one in it: any bytes can have been typed.
+json_object *utf8_text(const char *text) {
+    text_of<sizeof(client_status::failure_text)> copy; // the longest
+    std::snprintf(copy.bytes.data(), copy.bytes.size(), "%s", text);
+    make_utf8(copy.bytes.data());
+    return json_object_new_string(copy.c_str());
+}
+
 json_object *text_or_null(bool is_known, const char *text) {
-    return is_known ? json_object_new_string(text) : nullptr;
+    return is_known ? utf8_text(text) : nullptr;
 }
 
 /// Microseconds or seconds with up to three places, and none for nothing: 1250, 0.5.
@@ -207,7 +217,7 @@ json_object *failure_object(const client_status &status) {
     json_object *const failure = json_object_new_object();
     json_object_object_add(failure, "time",
                            json_object_new_string(iso_8601(status.failure_time).c_str()));
-    json_object_object_add(failure, "text", json_object_new_string(status.failure_text));
+    json_object_object_add(failure, "text", utf8_text(status.failure_text));
     return failure;
 }
 
@@ -270,7 +280,7 @@ void show_status_json(const struct horad_client_status *status, int64_t monotoni
     json_object *const json = json_object_new_object();
     const bool is_dead = status->state == HORAD_CLIENT_DEAD;
     json_object_object_add(json, "state", json_object_new_string(json_state(*status)));
-    json_object_object_add(json, "reason", json_object_new_string(is_dead ? status->reason : ""));
+    json_object_object_add(json, "reason", utf8_text(is_dead ? status->reason : ""));
     json_object_object_add(json, "server", json_object_new_int(status->server));
     json_object_object_add(json, "serverName",
                            text_or_null(status->server_name[0] != '\0', status->server_name));

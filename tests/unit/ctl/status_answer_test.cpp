@@ -89,4 +89,13 @@ TEST(StatusAnswer, FactsAsJson) {
 )");
 }
 
+TEST(StatusAnswer, FactsAsJsonAreUtf8) {
+    known_facts facts = some_facts();
+    facts.server = "caf\xE9.example";
+    facts.database_trouble = "/caf\xE9: locked";
+    const std::string text = facts_as_json(facts);
+    EXPECT_NE(text.find(R"("caf?.example")"), std::string::npos) << text;
+    EXPECT_NE(text.find(R"("/caf?: locked")"), std::string::npos) << text;
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 #include "status/show.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include <arpa/inet.h>
@@ -173,6 +174,22 @@ TEST(StatusJson, OfAClientThatWasNeverOn) {
                                  R"("serverAddress":null,"lastRequest":null,)"
                                  R"("nextRequestSeconds":null,"lastAnswer":null,)"
                                  R"("lastFailure":null,"counters":{"requests":0,)"));
+}
+
+TEST(StatusJson, IsUtf8) {
+    status client = resting();
+    client.state = HORAD_CLIENT_DEAD;
+    client.failures = 1;
+    std::snprintf(client.server_name, sizeof client.server_name, "caf\xE9.example");
+    std::snprintf(client.reason, sizeof client.reason, "caf\xE9");
+    std::snprintf(client.failure_text, sizeof client.failure_text, "caf\xE9.example:unknown");
+    const std::string text = json(client);
+    EXPECT_TRUE(has(text, R"("reason":"caf?")")) << text;
+    EXPECT_TRUE(has(text, R"("serverName":"caf?.example")")) << text;
+    EXPECT_TRUE(has(text, R"("text":"caf?.example:unknown")")) << text;
+    // Each text at its longest.
+    std::memset(client.failure_text, 'x', sizeof client.failure_text - 1);
+    EXPECT_TRUE(has(json(client), std::string(sizeof client.failure_text - 1, 'x')));
 }
 
 TEST(StatusJson, CountsEachKindByItself) {
