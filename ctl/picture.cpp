@@ -116,7 +116,8 @@ double time_tick_distance(double span) noexcept {
 
 /// "2026-11-23", "11-23 08:00" or "08:00:10", as the distance of the ticks wants it.
 std::string time_label(double time, double distance) {
-    std::string whole = format_utc(static_cast<std::int64_t>(time));
+    const double last = std::nextafter(0x1p63, 0); // that an integer can hold
+    std::string whole = format_utc(static_cast<std::int64_t>(std::clamp(time, -0x1p63, last)));
     if (whole.starts_with('@'))
         return whole;
     if (distance >= seconds_in_a_day)

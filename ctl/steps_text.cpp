@@ -8,8 +8,14 @@
 #include "utc_time.h"
 
 std::string drift_in_words(const drift &fitted) {
-    const double week = fitted.error_before_next_seconds;
     char text[256];
+    if (std::fabs(fitted.ppm) < 0.005) { // "0.00", or "-0.00"
+        std::snprintf(text, sizeof text,
+                      "drift 0.00 +/- %.2f ppm: the clock runs neither slow nor fast",
+                      fitted.ppm_uncertainty);
+        return text;
+    }
+    const double week = fitted.error_before_next_seconds;
     std::snprintf(text, sizeof text,
                   "drift %.2f +/- %.2f ppm: the clock runs %s, by %.1f s in a week", fitted.ppm,
                   fitted.ppm_uncertainty, week < 0 ? "fast" : "slow", std::fabs(week));

@@ -100,6 +100,8 @@ TEST(Picture, StaysOnItsPaper) {
         {{0, 5}, {a_week, 0}, {2 * a_week, 0}},
         {{0, 0}, {a_week * 52 * 30, 1000000000}},
         {{INT64_MIN, INT64_MIN}, {INT64_MAX, INT64_MAX}},
+        {{INT64_MAX - 10, 0}, {INT64_MAX, 0}},
+        {{INT64_MIN, 0}, {INT64_MIN + 10, 0}},
     };
     for (const auto &steps : cases) {
         const std::string svg = draw(steps);
@@ -118,6 +120,12 @@ TEST(Picture, StaysOnItsPaper) {
         EXPECT_GE(count(svg, "text-anchor=\"end\""), 2);
         EXPECT_LE(count(svg, "text-anchor=\"end\""), 8);
     }
+}
+
+TEST(Picture, OfTheLastTimesHasNoneBefore1970) {
+    const std::string svg = draw({{INT64_MAX - 10, 0}, {INT64_MAX, 0}});
+    EXPECT_GE(count(svg, ">@9223372036854"), 1);
+    EXPECT_EQ(count(svg, ">@-"), 0);
 }
 
 } // namespace

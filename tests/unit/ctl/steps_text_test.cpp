@@ -31,6 +31,15 @@ TEST(StepsText, AFastClock) {
               "drift -20.00 +/- 0.50 ppm: the clock runs fast, by 12.1 s in a week");
 }
 
+TEST(StepsText, AClockThatIsRight) {
+    const std::string right = "drift 0.00 +/- 0.68 ppm: the clock runs neither slow nor fast";
+    EXPECT_EQ(drift_in_words({0, 0.675, 0}), right);
+    EXPECT_EQ(drift_in_words({0.004, 0.675, 0.0024}), right);
+    EXPECT_EQ(drift_in_words({-0.004, 0.675, -0.0024}), right);
+    EXPECT_EQ(drift_in_words({-0.006, 0.675, -0.0036}),
+              "drift -0.01 +/- 0.68 ppm: the clock runs fast, by 0.0 s in a week");
+}
+
 TEST(StepsText, Csv) {
     EXPECT_EQ(steps_as_csv(two),
               "time,seconds\n2026-11-23T08:00:00Z,2220\n2026-11-30T08:00:00Z,12\n");
