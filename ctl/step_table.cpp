@@ -8,6 +8,7 @@
 #include <memory>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "failure.h"
 
@@ -48,9 +49,20 @@ const char *advice(int result) noexcept {
     throw failure(file + ": " + reason + ": " + what_to_do);
 }
 
+bool is_on_read_only_file_system(const std::string &file) {
+    const std::string folder = std::filesystem::absolute(file).parent_path();
+    return access(folder.c_str(), W_OK) != 0 && errno == EROFS;
+}
+
 [[noreturn]] void fail(const std::string &file, sqlite3 *db) {
     const int result = sqlite3_errcode(db);
     std::string reason = sqlite3_errmsg(db);
+    const bool has_no_lock =
+        (result & 0xff) == SQLITE_CANTOPEN || (result & 0xff) == SQLITE_READONLY;
+    if (has_no_lock && is_on_read_only_file_system(file))
+        fail(file, reason,
+             "its folder is on a read-only file system: copy it elsewhere, and name the copy with "
+             "--database");
     if ((result & 0xff) == SQLITE_CANTOPEN || (result & 0xff) == SQLITE_IOERR)
         if (const int error = sqlite3_system_errno(db); error != 0)
             reason += std::string(" (") + strerrordesc_np(error) + ")";

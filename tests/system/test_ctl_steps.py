@@ -178,6 +178,19 @@ def test_a_locked_database(bench: Bench, ctl: Ctl) -> None:
         bench.world.end(holder)
 
 
+def test_a_database_on_a_read_only_file_system(bench: Bench, ctl: Ctl) -> None:
+    """A reader's lock is a file there; and a copy in another place can be read."""
+    bench.daemon()
+    script = f"""mkdir -p /tmp/fixed && cp {DATABASE} /tmp/fixed/steps.db && mount --bind /tmp/fixed /tmp/fixed &&
+        mount -o remount,bind,ro /tmp/fixed && cd /tmp/fixed && "$@" """
+    advice = "its folder is on a read-only file system: copy it elsewhere, and name the copy with --database"
+    for name in ("steps.db", "/tmp/fixed/steps.db"):
+        told = ctl("steps", "--database", name, before=["unshare", "--mount", "sh", "-c", script, "sh"])
+        assert (told.status, told.stdout) == (1, "")
+        assert told.stderr == f"horadctl: {name}: unable to open database file: {advice}\n"
+    assert ctl("steps", "--database", "/tmp/fixed/steps.db").stdout == "no steps recorded\n"
+
+
 def test_nothing_is_written_to_it(bench: Bench, ctl: Ctl) -> None:
     bench.daemon()
     before = bench.world.path(DATABASE).read_bytes()
