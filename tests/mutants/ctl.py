@@ -57,6 +57,8 @@ FAULTS = [
         "ctl/steps_text.cpp", "ctl_test StepsText.*",
         ('week < 0 ? "fast" : "slow"', 'week > 0 ? "fast" : "slow"'),
         ("i > 0 ? drift_between(steps[i - 1], steps[i])", "i > 1 ? drift_between(steps[i - 1], steps[i])"),
+        ("std::fabs(fitted.ppm) < 0.005", "fitted.ppm < 0.005"),
+        ("std::fabs(fitted.ppm) < 0.005", "std::fabs(fitted.ppm) < 0.05"),
         ('"time,seconds\\n"', '"time;seconds\\n"'),
     ),
     *faults_in(
@@ -107,6 +109,19 @@ FAULTS = [
         ("if (y.low == y.high)", "if (false)"),
         ("std::ceil(low / unit)", "std::floor(low / unit)"),
         ("rough <= factor * power", "rough < factor * power"),
+    ),
+    *faults_in(
+        "ctl/json_value.cpp", "ctl_test StatusAnswer.*",
+        ("make_utf8(text.data());", ""),
+    ),
+    *faults_in(
+        "ctl/output.cpp", "tests/system/test_ctl_steps.py::test_a_picture_in_the_place_of_another",
+        ("S_ISREG(file.st_mode) && ", ""),
+        ("file.st_nlink == 1 && ", ""),
+        ("is_there ? &old : nullptr", "nullptr"),
+        ("&&\n           access(folder.c_str(), W_OK) == 0", "",
+         "tests/system/test_ctl_steps.py::test_a_picture_in_a_folder_that_cannot_be_written"),
+        ("unlink(beside.c_str());", ";", "tests/system/test_ctl_steps.py::test_a_picture_that_does_not_fit"),
     ),
     *faults_in(
         "ctl/lines.cpp", "tests/system/test_ctl.py::test_line_ends_of_other_systems",
