@@ -12,7 +12,7 @@ from pathlib import Path
 
 import pytest
 
-from tests.tools.conftest import PROJECT, Clone, interrupt
+from tests.tools.conftest import DEPS, PROJECT, Clone, interrupt
 
 BOTH = pytest.mark.parametrize("script", ["run", "test"])
 NOBODY = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
@@ -207,6 +207,28 @@ def test_a_moved_clone(tmp_path: Path, clone: Clone) -> None:
     assert done.returncode == 0
     assert f"build/release: was made in {before}, is made anew\n" in done.stdout
     assert "anew" not in clone.run("tools/build", "release").stdout
+
+
+def test_another_libfrr_is_forgotten(clone: Clone) -> None:
+    """Or the daemon's and its packages' would be two, made in the same folder."""
+    (clone.folder / "CMakeLists.txt").write_text(
+        CMAKE_PROJECT + "list(APPEND CMAKE_MODULE_PATH ${CMAKE_SOURCE_DIR}/cmake)\n"
+        "include(libfrr)\nfile(WRITE ${CMAKE_BINARY_DIR}/taken ${frr_prefix})\n")
+    clone.program("ninja", "[[ $* != *--version* ]] || echo 1.11.1")
+    clone.deps.parent.mkdir()
+    clone.deps.symlink_to(DEPS)
+
+    def taken() -> str:
+        done = clone.run("tools/build", "release")
+        assert done.returncode == 0, done.stderr
+        return (clone.folder / "build" / "release" / "taken").read_text()
+
+    other = clone.place / "other"
+    shutil.copytree(DEPS / "frr", other, symlinks=True)
+    clone.environment["HORAD_FRR_PREFIX"] = str(other)
+    assert taken() == str(other)
+    del clone.environment["HORAD_FRR_PREFIX"]
+    assert taken() == str(clone.deps / "frr")
 
 
 def test_a_build_that_fails(clone: Clone) -> None:
