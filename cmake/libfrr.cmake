@@ -6,7 +6,8 @@ include_guard()
 include(link_to)
 
 set(HORAD_FRR_PREFIX "" CACHE PATH "Where libfrr is installed")
-# The environment's is remembered, for builds that configure anew by themselves.
+# The environment's is remembered for builds that configure anew by themselves, until the
+# preset, which names the project's own, is asked for without it.
 if(DEFINED ENV{HORAD_FRR_PREFIX} AND NOT CMAKE_CROSSCOMPILING)
   set_property(CACHE HORAD_FRR_PREFIX PROPERTY VALUE $ENV{HORAD_FRR_PREFIX})
 endif()
