@@ -61,7 +61,7 @@ static struct event *news, *minute_over;
 static int wake_up = -1;
 static atomic_bool is_woken;
 
-/* On the client thread mostly. */
+/* On the client thread, or on this one when the client's could not be created. */
 static void wake(void) {
     const uint64_t one = 1;
 
